@@ -1,0 +1,55 @@
+# The tests that no simulated machine can give: the configuration's checks, the real executables, formatting and lint.
+
+set(VANDREL_WINDOWS_BUILD_DIR "" CACHE PATH "Build folder of the preset `windows`, whose executables are tested")
+
+add_test(NAME configuration COMMAND "${CMAKE_SOURCE_DIR}/tests/configuration/run" "${CMAKE_SOURCE_DIR}")
+set_tests_properties(configuration PROPERTIES LABELS configuration TIMEOUT 120)
+
+foreach(check format tidy)
+    add_test(NAME lint.${check} COMMAND "${CMAKE_SOURCE_DIR}/scripts/lint" ${check} "${CMAKE_BINARY_DIR}")
+    set_tests_properties(lint.${check} PROPERTIES LABELS lint TIMEOUT 600)
+endforeach()
+set_tests_properties(lint.tidy PROPERTIES PROCESSORS 2)
+
+if(VANDREL_WINDOWS_BUILD_DIR STREQUAL "")
+    message(STATUS "VANDREL_WINDOWS_BUILD_DIR is not set: no tests of the Windows executables")
+    return()
+endif()
+
+add_test(NAME executable_image
+         COMMAND "${CMAKE_SOURCE_DIR}/tests/configuration/executable_image"
+                 "${VANDREL_WINDOWS_BUILD_DIR}/Vandrel Updater.exe")
+set_tests_properties(executable_image PROPERTIES LABELS configuration TIMEOUT 60)
+add_test(NAME reproducible_executable
+         COMMAND "${CMAKE_SOURCE_DIR}/tests/configuration/reproducible" "${CMAKE_SOURCE_DIR}"
+                 "${VANDREL_WINDOWS_BUILD_DIR}")
+set_tests_properties(reproducible_executable PROPERTIES LABELS configuration TIMEOUT 300 PROCESSORS 2)
+
+set(wine_environment
+    "VANDREL_SOURCE_DIR=${CMAKE_SOURCE_DIR}"
+    "VANDREL_WINDOWS_BUILD_DIR=${VANDREL_WINDOWS_BUILD_DIR}"
+    "VANDREL_NATIVE_BUILD_DIR=${CMAKE_BINARY_DIR}"
+    "VANDREL_DEVELOPMENT_KEY=${CMAKE_SOURCE_DIR}/keys/development_private.pem"
+    "WINEPREFIX=${CMAKE_BINARY_DIR}/wine-prefix"
+    "WINEDEBUG=-all"
+    "WINEDLLOVERRIDES=mscoree,mshtml=")
+
+# The prefix is made once and shared, so these tests run one at a time.
+add_test(NAME wine_prefix COMMAND "${CMAKE_SOURCE_DIR}/tests/wine/make_prefix")
+set_tests_properties(wine_prefix PROPERTIES
+    LABELS wine TIMEOUT 300 RESOURCE_LOCK wine FIXTURES_SETUP wine_prefix ENVIRONMENT "${wine_environment}")
+
+# Registers the test wine.NAME: a command whose environment says where everything is.
+function(vandrel_add_wine_test name)
+    add_test(NAME wine.${name} COMMAND ${ARGN})
+    set_tests_properties(wine.${name} PROPERTIES
+        LABELS wine TIMEOUT 300 RESOURCE_LOCK wine FIXTURES_REQUIRED wine_prefix ENVIRONMENT "${wine_environment}")
+endfunction()
+
+# Every tests/wine/NAME_test.sh or NAME_test.py is a test.
+file(GLOB wine_scripts CONFIGURE_DEPENDS tests/wine/*_test.sh tests/wine/*_test.py)
+foreach(script IN LISTS wine_scripts)
+    cmake_path(GET script STEM name)
+    string(REGEX REPLACE "_test$" "" name "${name}")
+    vandrel_add_wine_test(${name} "${script}")
+endforeach()

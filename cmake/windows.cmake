@@ -1,0 +1,63 @@
+# The programs that run on Windows: the helper, the sample client, the probes and small tools for the tests under Wine.
+
+enable_language(RC)
+
+add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+
+# The same sources, tools and settings give the same bytes, wherever they lie.
+add_compile_options(
+    -ffunction-sections -fdata-sections
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=." "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
+add_link_options(
+    -s -Wl,--gc-sections -Wl,--no-insert-timestamp
+    -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat)
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
+
+# Resources stand apart from the code's include folders: windres can't take a folder with a blank in its name.
+add_library(updater_resources OBJECT src/launcher/updater.rc)
+set_source_files_properties(src/launcher/updater.rc PROPERTIES OBJECT_DEPENDS
+    "${CMAKE_SOURCE_DIR}/src/launcher/updater.manifest")
+
+if(helper_sources)
+    add_executable(vandrel_updater WIN32 ${helper_sources} $<TARGET_OBJECTS:updater_resources>)
+    set_target_properties(vandrel_updater PROPERTIES OUTPUT_NAME "Vandrel Updater")
+    target_include_directories(vandrel_updater PRIVATE src "${generated_dir}")
+    target_link_libraries(vandrel_updater PRIVATE winhttp bcrypt shell32)
+endif()
+
+file(GLOB sample_client_sources CONFIGURE_DEPENDS sample_client/*.cpp)
+if(sample_client_sources)
+    add_executable(sample_client ${sample_client_sources})
+    set_target_properties(sample_client PROPERTIES OUTPUT_NAME brindler_dx_x64)
+    # nlohmann-json is headers alone, so the system's package serves here too, without the rest of its include folder.
+    find_path(json_headers nlohmann/json.hpp PATHS /usr/include REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+    file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/headers")
+    file(CREATE_LINK "${json_headers}/nlohmann" "${CMAKE_BINARY_DIR}/headers/nlohmann" SYMBOLIC)
+    target_include_directories(sample_client PRIVATE "${CMAKE_SOURCE_DIR}")
+    target_include_directories(sample_client SYSTEM PRIVATE "${CMAKE_BINARY_DIR}/headers")
+    target_link_libraries(sample_client PRIVATE shell32)
+endif()
+
+# Each source in tests/probes is a probe_NAME.exe; the sources in tests/probes/windows belong to every one of them.
+add_custom_target(probes)
+file(GLOB probe_sources CONFIGURE_DEPENDS tests/probes/*.cpp)
+file(GLOB probe_frame CONFIGURE_DEPENDS tests/probes/windows/*.cpp)
+foreach(source IN LISTS probe_sources)
+    cmake_path(GET source STEM name)
+    add_executable(probe_${name} ${source} ${probe_frame})
+    target_include_directories(probe_${name} PRIVATE "${CMAKE_SOURCE_DIR}")
+    target_link_libraries(probe_${name} PRIVATE winhttp bcrypt shell32)
+    add_dependencies(probes probe_${name})
+endforeach()
+
+# Each source in tests/wine/tools is a console program of its own.
+add_custom_target(wine_tools)
+file(GLOB tool_sources CONFIGURE_DEPENDS tests/wine/tools/*.cpp)
+foreach(source IN LISTS tool_sources)
+    cmake_path(GET source STEM name)
+    add_executable(${name} ${source})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
+    target_link_libraries(${name} PRIVATE winhttp bcrypt crypt32 shell32)
+    add_dependencies(wine_tools ${name})
+endforeach()

@@ -1,0 +1,70 @@
+// Owners of system handles: move-only, closed once, on every way out.
+#pragma once
+
+#include <windows.h>
+
+#include <utility>
+
+namespace vandrel {
+
+// `Kind` gives `Value`, `empty()` and `close(Value)`. GetLastError() is the same before and after a close, so that a
+// guard that ends between a failing call and the look at its error does no harm.
+template <typename Kind>
+class UniqueHandle {
+ public:
+    using Value = typename Kind::Value;
+
+    UniqueHandle() = default;
+    explicit UniqueHandle(Value value) : value_(value) {}
+    UniqueHandle(UniqueHandle&& other) noexcept : value_(std::exchange(other.value_, Kind::empty())) {}
+    UniqueHandle& operator=(UniqueHandle&& other) noexcept {
+        if (this != &other) {
+            reset();
+            value_ = std::exchange(other.value_, Kind::empty());
+        }
+        return *this;
+    }
+    UniqueHandle(const UniqueHandle&) = delete;
+    UniqueHandle& operator=(const UniqueHandle&) = delete;
+    ~UniqueHandle() { reset(); }
+
+    Value get() const { return value_; }
+    explicit operator bool() const { return value_ != Kind::empty(); }
+
+    void reset() {
+        if (value_ == Kind::empty()) return;
+        const DWORD last_error = GetLastError();
+        Kind::close(std::exchange(value_, Kind::empty()));
+        SetLastError(last_error);
+    }
+
+ private:
+    Value value_ = Kind::empty();
+};
+
+// Files: CreateFileW and CreateToolhelp32Snapshot say "none" with INVALID_HANDLE_VALUE.
+struct FileHandleKind {
+    using Value = HANDLE;
+    static Value empty() { return INVALID_HANDLE_VALUE; }
+    static void close(Value handle) { CloseHandle(handle); }
+};
+using FileHandle = UniqueHandle<FileHandleKind>;
+
+// Processes and mutexes: OpenProcess and CreateMutexW say "none" with null.
+struct ObjectHandleKind {
+    using Value = HANDLE;
+    static Value empty() { return nullptr; }
+    static void close(Value handle) {
+        if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
+    }
+};
+using ObjectHandle = UniqueHandle<ObjectHandleKind>;
+
+struct SearchHandleKind {
+    using Value = HANDLE;
+    static Value empty() { return INVALID_HANDLE_VALUE; }
+    static void close(Value handle) { FindClose(handle); }
+};
+using SearchHandle = UniqueHandle<SearchHandleKind>;
+
+}  // namespace vandrel

@@ -1,0 +1,82 @@
+#include "launcher/update_run.h"
+
+#include <string>
+
+#include "base/failure.h"
+#include "base/unique_handle.h"
+#include "handshake/process_inspection.h"
+#include "handshake/status_file.h"
+#include "launcher/temporary_helper.h"
+#include "manifest/digests.h"
+#include "safefs/file_system.h"
+#include "safefs/path_guards.h"
+#include "safefs/windows_path.h"
+#include "transaction/transaction_store.h"
+
+namespace vandrel {
+
+namespace {
+
+// The folder's lock: taken by a wait, given back before its handle is closed.
+struct OwnershipKind {
+    using Value = HANDLE;
+    static Value empty() { return nullptr; }
+    static void close(Value mutex) { ReleaseMutex(mutex); }
+};
+using Ownership = UniqueHandle<OwnershipKind>;
+
+ObjectHandle create_lock(const LaunchOptions& options) {
+    const std::string key = folder_key(options.client_root);
+    const std::wstring name = L"Local\\VandrelUpdater-" + std::wstring(key.begin(), key.end());
+    ObjectHandle lock(CreateMutexW(nullptr, FALSE, name.c_str()));
+    const DWORD error = GetLastError();
+    if (!lock) throw Failure(system_error_text(L"Criar trava de atualizacao", error));
+    return lock;
+}
+
+Ownership take_lock(const ObjectHandle& lock, bool relocated) {
+    const DWORD result = WaitForSingleObject(lock.get(), relocated ? kLockPatienceMs : 0);
+    require(result == WAIT_OBJECT_0 || result == WAIT_ABANDONED, L"Outro atualizador esta usando esta pasta.");
+    return Ownership(lock.get());
+}
+
+// The process that the command line names, proved to be this folder's client.
+ObjectHandle prove_client(const LaunchOptions& options) {
+    ObjectHandle process(OpenProcess(kProcessAccess, FALSE, options.client_pid));
+    const DWORD error = GetLastError();
+    if (!process) throw Failure(system_error_text(L"Abrir processo do cliente", error));
+    std::wstring image(kImagePathUnits, L'\0');
+    DWORD size = static_cast<DWORD>(image.size());
+    const BOOL queried = QueryFullProcessImageNameW(process.get(), 0, image.data(), &size);
+    image.resize(queried != 0 ? size : 0);
+    const bool is_client = queried != 0 && same_folder(image, join(options.client_root, options.client_executable));
+    require(is_client, L"PID nao pertence ao backend desta pasta.");
+    return process;
+}
+
+}  // namespace
+
+int run_update(LaunchOptions& options) {
+    write_status(options, L"checking", 0, L"Verificando atualizacoes...");
+    const ObjectHandle lock = create_lock(options);
+    const Ownership ownership = take_lock(lock, options.relocated);
+    ObjectHandle client_process;
+    if (options.client_pid != 0) client_process = prove_client(options);
+    // (4): where an active record stands, no request goes out and nothing else may happen.
+    if (exists(active_record_path(options))) {
+        recovery_branch(options, client_process.get());
+    } else {
+        check_phase(options, client_process.get());
+    }
+    return 0;
+}
+
+void move_to_temporary_helper(const LaunchOptions& options) {
+    try {
+        remove_stale_helpers();
+    } catch (...) {  // old copies wait for a later run
+    }
+    relocate_to_temporary_helper(options);
+}
+
+}  // namespace vandrel

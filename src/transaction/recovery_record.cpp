@@ -1,0 +1,103 @@
+#include "transaction/recovery_record.h"
+
+#include <set>
+#include <string_view>
+
+#include "base/failure.h"
+#include "manifest/manifest_fetch.h"
+#include "manifest/manifest_policy.h"
+#include "manifest/signed_manifest.h"
+#include "safefs/text_encoding.h"
+
+namespace vandrel {
+
+namespace {
+
+constexpr std::string_view kMagic = "VUT1";
+constexpr std::size_t kJobSize = 32;
+constexpr std::size_t kFixedSize = 44;  // magic, job, the manifest's length and the count
+constexpr std::size_t kEntrySize = 45;
+static_assert(kLargestRecordManifest == kLargestManifest, "what can be fetched can be recorded");
+static_assert(kFixedSize + kLargestRecordManifest + kEntrySize * kLargestEntryCount <= kLargestRecord);
+
+std::wstring parse_job(ByteReader& reader) {
+    std::wstring job_id = utf8_to_wide(reader.read_text(kJobSize));
+    require(is_job_identifier(job_id), L"Job de recuperacao invalido.");
+    return job_id;
+}
+
+void parse_manifest(ByteReader& reader, const LaunchOptions& options, Manifest& manifest) {
+    const std::wstring cut = L"Manifesto de recuperacao truncado.";
+    require(reader.has(4), cut);
+    const std::uint32_t length = reader.read_u32();
+    require(length <= kLargestRecordManifest && reader.has(length), cut);
+    const auto bytes = reader.read_bytes(length);
+    manifest.signed_bytes.assign(bytes.begin(), bytes.end());
+    std::wstring error;
+    if (!parse_signed_manifest(manifest.signed_bytes, manifest.release, manifest.entries, error)) {
+        throw Failure(std::move(error));
+    }
+    validate_manifest_policy(manifest.entries, manifest.release, options);
+}
+
+PlanEntry parse_plan_entry(ByteReader& reader, const Manifest& manifest, std::set<std::uint32_t>& seen) {
+    const std::wstring invalid = L"Entrada de recuperacao invalida.";
+    PlanEntry entry;
+    require(reader.has(4), invalid);
+    entry.manifest_index = reader.read_u32();
+    require(entry.manifest_index < manifest.entries.size() && seen.insert(entry.manifest_index).second, invalid);
+    require(reader.has(1), invalid);
+    const std::uint8_t existed = reader.read_u8();
+    require(existed <= 1, invalid);
+    entry.existed = existed == 1;
+    require(reader.has(8), invalid);
+    entry.prior.size = reader.read_u64();
+    require(entry.prior.size <= kLargestFile && reader.has(entry.prior.sha256.size()), invalid);
+    entry.prior.path = manifest.entries[entry.manifest_index].path;
+    entry.prior.sha256 = reader.read_digest();
+    return entry;
+}
+
+void parse_files(ByteReader& reader, TransactionPlan& plan) {
+    const std::wstring invalid = L"Plano de recuperacao invalido.";
+    require(reader.has(4), invalid);
+    const std::uint32_t file_count = reader.read_u32();
+    require(file_count <= plan.manifest.entries.size(), invalid);
+    std::set<std::uint32_t> seen;
+    for (std::uint32_t i = 0; i < file_count; ++i) {
+        plan.files.push_back(parse_plan_entry(reader, plan.manifest, seen));
+    }
+}
+
+}  // namespace
+
+Bytes serialize_transaction(const TransactionPlan& plan) {
+    Bytes bytes;
+    bytes.reserve(kFixedSize + plan.manifest.signed_bytes.size() + kEntrySize * plan.files.size());
+    append_text(bytes, kMagic);
+    append_text(bytes, wide_to_utf8(plan.job_id));
+    append_u32(bytes, static_cast<std::uint32_t>(plan.manifest.signed_bytes.size()));
+    append_bytes(bytes, plan.manifest.signed_bytes);
+    append_u32(bytes, static_cast<std::uint32_t>(plan.files.size()));
+    for (const PlanEntry& entry : plan.files) {
+        append_u32(bytes, entry.manifest_index);
+        append_u8(bytes, entry.existed ? 1 : 0);
+        append_u64(bytes, entry.prior.size);
+        append_bytes(bytes, entry.prior.sha256);
+    }
+    require(bytes.size() <= kLargestRecord, L"Registro de recuperacao excede limite.");
+    return bytes;
+}
+
+TransactionPlan parse_transaction(const Bytes& bytes, const LaunchOptions& options) {
+    ByteReader reader(bytes);
+    require(reader.has(kFixedSize) && reader.read_text(kMagic.size()) == kMagic, L"Registro de recuperacao invalido.");
+    TransactionPlan plan;
+    plan.job_id = parse_job(reader);
+    parse_manifest(reader, options, plan.manifest);
+    parse_files(reader, plan);
+    require(reader.remaining() == 0, L"Dados extras no registro de recuperacao.");
+    return plan;
+}
+
+}  // namespace vandrel

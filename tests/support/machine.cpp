@@ -1,0 +1,283 @@
+#include "tests/support/machine.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "launcher/entry.h"
+#include "safefs/text_encoding.h"
+#include "safefs/windows_path.h"
+
+namespace support {
+namespace {
+
+constexpr const wchar_t* kProfile = L"\\BrindlerQ3\\main";
+
+Status parse_status(const std::string& text) {
+    const auto document = nlohmann::json::parse(text);
+    return {document.at("jobId"),  document.at("state"),   document.at("progress"),
+            document.at("detail"), document.at("release"), document.at("pendingFiles")};
+}
+
+std::string percent_decode(const std::wstring& text) {
+    std::string bytes;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == L'%') {
+            bytes += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+            i += 2;
+        } else {
+            bytes += static_cast<char>(text[i]);
+        }
+    }
+    return bytes;
+}
+
+}  // namespace
+
+std::wstring wide(const std::string& utf8) {
+    std::wstring text;
+    const auto* bytes = reinterpret_cast<const unsigned char*>(utf8.data());
+    for (std::size_t i = 0; i < utf8.size();) {
+        const int extra = bytes[i] < 0x80 ? 0 : bytes[i] < 0xE0 ? 1 : bytes[i] < 0xF0 ? 2 : 3;
+        std::uint32_t point = extra == 0 ? bytes[i] : bytes[i] & (0x3FU >> extra);
+        for (int k = 1; k <= extra; ++k) point = (point << 6) | (bytes[i + static_cast<std::size_t>(k)] & 0x3FU);
+        i += static_cast<std::size_t>(extra) + 1;
+        if (point < 0x10000) {
+            text += static_cast<wchar_t>(point);
+        } else {
+            text += static_cast<wchar_t>(0xD800 + ((point - 0x10000) >> 10));
+            text += static_cast<wchar_t>(0xDC00 + ((point - 0x10000) & 0x3FF));
+        }
+    }
+    return text;
+}
+
+std::string narrow(const std::wstring& text) {
+    std::string bytes;
+    const auto put = [&bytes](std::uint32_t byte) { bytes += static_cast<char>(byte); };
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        auto point = static_cast<std::uint32_t>(text[i]);
+        if (point >= 0xD800 && point < 0xDC00 && i + 1 < text.size()) {
+            point = 0x10000 + ((point - 0xD800) << 10) + (static_cast<std::uint32_t>(text[++i]) - 0xDC00);
+        }
+        if (point < 0x80) {
+            put(point);
+        } else if (point < 0x800) {
+            put(0xC0 | (point >> 6));
+            put(0x80 | (point & 0x3F));
+        } else if (point < 0x10000) {
+            put(0xE0 | (point >> 12));
+            put(0x80 | ((point >> 6) & 0x3F));
+            put(0x80 | (point & 0x3F));
+        } else {
+            put(0xF0 | (point >> 18));
+            put(0x80 | ((point >> 12) & 0x3F));
+            put(0x80 | ((point >> 6) & 0x3F));
+            put(0x80 | (point & 0x3F));
+        }
+    }
+    return bytes;
+}
+
+Files minimal_client() {
+    return {{"brindler_dx_x64.exe", "dx client 1"},
+            {"brindler_gl_x64.exe", "gl client 1"},
+            {"init.lua", "-- start 1"},
+            {"data/things.dat", "things 1"},
+            {"modules/game.lua", "-- game 1"},
+            {"Vandrel Updater.exe", "helper 1"}};
+}
+
+Machine::Machine() {
+    world.disk.make_folder(world.roaming);
+    world.disk.make_folder(world.temporary);
+    world.disk.make_folder(world.current_folder);
+    world.gate.add_watcher([this](const winsim::Call& call, winsim::Moment moment) { watch(call, moment); });
+}
+
+void Machine::install(const Files& files) {
+    world.disk.erase(kRoot);
+    world.disk.make_folder(std::wstring(kRoot) + L"\\data");
+    world.disk.make_folder(std::wstring(kRoot) + L"\\modules");
+    for (const auto& [path, content] : files) world.disk.put(std::wstring(kRoot) + L"\\" + wide(path), content);
+}
+
+void Machine::publish(std::uint32_t release, const Files& files) {
+    release_ = release;
+    manifest_ = manifest_of(release, files);
+    served_ = files;
+    world.network.serve([this](const winsim::Request& request) { return answer(request); });
+}
+
+void Machine::serve_manifest(std::string document) {
+    release_ = 0;
+    manifest_ = std::move(document);
+    served_.clear();
+    world.network.serve([this](const winsim::Request& request) { return answer(request); });
+}
+
+winsim::Response Machine::answer(const winsim::Request& request) const {
+    winsim::Response response;
+    response.status = 404;
+    const std::wstring base = L"/client-brd/updater.php?action=";
+    const std::wstring download = base + L"download&arch=64&release=" + std::to_wstring(release_) + L"&file=";
+    if (request.object == base + L"manifest&arch=64") {
+        response.status = 200;
+        response.body = manifest_;
+    } else if (request.object.starts_with(download)) {
+        const auto file = served_.find(percent_decode(request.object.substr(download.size())));
+        if (file != served_.end()) {
+            response.status = 200;
+            response.body = file->second;
+        }
+    }
+    if (tamper) tamper(request, response);
+    return response;
+}
+
+std::uint32_t Machine::start_client(const std::wstring& image) {
+    client_pid = world.processes.start(image, L"\"" + image + L"\"");
+    return client_pid;
+}
+
+void Machine::end_client() {
+    world.processes.end(client_pid);
+}
+
+void Machine::say(const std::string& command) {
+    write_command(R"({"jobId":")" + narrow(job) + R"(","command":")" + command + "\"}");
+}
+
+void Machine::write_command(const std::string& raw) {
+    world.disk.put(command_path(), raw);
+}
+void Machine::forget_command() {
+    world.disk.erase(command_path());
+}
+
+void Machine::client_answers(const std::string& command, std::uint64_t closing_ms) {
+    on_state("update_available", [this, command] { say(command); });
+    on_state("handoff", [this, closing_ms] { world.clock.after(closing_ms, [this] { end_client(); }); });
+}
+
+void Machine::on_state(const std::string& state, std::function<void()> action) {
+    reactions_.emplace_back(state, std::move(action));
+}
+
+// Reads the status file whenever a rename has ended at its name, as a client that polls fast enough would.
+void Machine::watch(const winsim::Call& call, winsim::Moment moment) {
+    if (moment != winsim::Moment::after) return;
+    if (call.name != "ReplaceFileW" && call.name != "MoveFileExW") return;
+    if (call.subject != status_path() || !has_status()) return;
+    const Status now = status();
+    if (!history_.empty() && history_.back() == now) return;
+    const bool new_state = history_.empty() || history_.back().state != now.state;
+    history_.push_back(now);
+    if (!new_state) return;
+    for (std::size_t i = 0; i < reactions_.size(); ++i) {
+        if (reactions_[i].first == now.state) reactions_[i].second();
+    }
+}
+
+std::wstring Machine::first_command_line() const {
+    return L"\"" + std::wstring(kHelper) + L"\" /CHECK /ARCH=64 /JOB=" + job + L" \"/STATUS=" + status_path() +
+           L"\" /WAITPID=" + std::to_wstring(client_pid) + L" /CLIENT=brindler_dx_x64.exe";
+}
+
+winsim::RunResult Machine::run(const std::wstring& command_line, const std::wstring& image) {
+    return world.run(image, command_line, &vandrel::run_helper);
+}
+
+winsim::RunResult Machine::run_first() {
+    return run(first_command_line());
+}
+
+winsim::RunResult Machine::run_copy() {
+    for (const winsim::Start& start : world.processes.starts()) {
+        if (start.application.find(L"VandrelUpdater") == std::wstring::npos) continue;
+        if (!world.processes.get(start.process_id).running) continue;
+        const winsim::Start copy = start;
+        return world.run(copy.application, copy.command_line, &vandrel::run_helper, copy.process_id);
+    }
+    throw std::logic_error("no temporary copy was started");
+}
+
+int Machine::update() {
+    if (client_pid == 0) start_client();
+    const winsim::RunResult first = run_first();
+    if (first.exit_code != 0 || status().state == "current") return first.exit_code;
+    return run_copy().exit_code;
+}
+
+std::wstring Machine::status_path() const {
+    return world.roaming + kProfile + L"\\updater\\" + job + L".status.json";
+}
+
+std::wstring Machine::command_path() const {
+    return world.roaming + kProfile + L"\\updater\\" + job + L".command.json";
+}
+
+bool Machine::has_status() const {
+    return world.disk.exists(status_path());
+}
+std::string Machine::status_text() const {
+    return world.disk.read(status_path());
+}
+Status Machine::status() const {
+    return parse_status(status_text());
+}
+
+std::vector<std::string> Machine::states() const {
+    std::vector<std::string> states;
+    for (const Status& status : history_) {
+        if (states.empty() || states.back() != status.state) states.push_back(status.state);
+    }
+    return states;
+}
+
+Files files_beneath(const winsim::Disk& disk, const std::wstring& folder, const std::wstring& skip) {
+    Files files;
+    for (const std::wstring& path : disk.tree(folder)) {
+        if (path.ends_with(L"\\") || (!skip.empty() && path.starts_with(skip))) continue;
+        std::wstring relative = path.substr(folder.size() + 1);
+        std::ranges::replace(relative, L'\\', L'/');
+        files[narrow(relative)] = disk.read(path);
+    }
+    return files;
+}
+
+Files Machine::client_files() const {
+    return files_beneath(world.disk, kRoot, std::wstring(kRoot) + L"\\.vandrel-updater\\");
+}
+
+bool Machine::store_exists() const {
+    return world.disk.exists(std::wstring(kRoot) + L"\\.vandrel-updater");
+}
+
+std::vector<std::wstring> Machine::store() const {
+    const std::wstring folder = std::wstring(kRoot) + L"\\.vandrel-updater";
+    std::vector<std::wstring> entries = store_exists() ? world.disk.tree(folder) : std::vector<std::wstring>{};
+    for (std::wstring& entry : entries) entry.erase(0, folder.size() + 1);
+    return entries;
+}
+
+std::wstring Machine::active_record() const {
+    return std::wstring(kRoot) + L"\\.vandrel-updater\\active.transaction";
+}
+
+std::wstring Machine::transaction_folder() const {
+    return std::wstring(kRoot) + L"\\.vandrel-updater\\" + job;
+}
+
+vandrel::LaunchOptions Machine::options() const {
+    vandrel::LaunchOptions options;
+    options.arch = L"64";
+    options.job_id = job;
+    options.client_executable = L"brindler_dx_x64.exe";
+    options.status_path = status_path();
+    options.command_path = command_path();
+    options.client_root = kRoot;
+    options.client_pid = client_pid;
+    return options;
+}
+
+}  // namespace support

@@ -1,0 +1,144 @@
+#include "winsim/disk_names.h"
+
+#include <windows.h>
+
+namespace winsim {
+namespace {
+
+bool is_separator(wchar_t unit) { return unit == L'\\' || unit == L'/'; }
+
+bool is_drive(std::wstring_view path) {
+    return path.size() >= 2 && path[1] == L':' && fold(path[0]) >= L'a' && fold(path[0]) <= L'z';
+}
+
+bool is_valid_name(std::wstring_view name, bool wildcards) {
+    if (name.size() > 255) return false;
+    for (const wchar_t unit : name) {
+        if (static_cast<std::uint32_t>(unit) < 0x20) return false;
+        if (wildcards && (unit == L'*' || unit == L'?')) continue;
+        if (std::wstring_view(L"<>:\"|?*").find(unit) != std::wstring_view::npos) return false;
+    }
+    return true;
+}
+
+std::wstring_view without_trailing(std::wstring_view part, std::wstring_view dropped) {
+    const std::size_t last = part.find_last_not_of(dropped);
+    return part.substr(0, last == std::wstring_view::npos ? 0 : last + 1);
+}
+
+void add_part(SplitPath& split, std::wstring_view part, bool last) {
+    if (part == L".") return;
+    if (part == L"..") {
+        if (split.count > 0) --split.count;
+        return;
+    }
+    part = without_trailing(part, last ? L". " : L".");
+    if (part.empty()) return;
+    if (split.count == SplitPath::kMaxParts) {
+        split.error = ERROR_PATH_NOT_FOUND;
+        return;
+    }
+    split.parts[split.count++] = part;
+}
+
+void add_parts(SplitPath& split, std::wstring_view rest) {
+    split.ends_in_separator = !rest.empty() && is_separator(rest.back());
+    const std::size_t end = without_trailing(rest, L"\\/").size();
+    std::size_t start = 0;
+    while (start < end) {
+        std::size_t stop = start;
+        while (stop < end && !is_separator(rest[stop])) ++stop;
+        add_part(split, rest.substr(start, stop - start), stop == end);
+        start = stop + 1;
+    }
+}
+
+// Takes the start off `rest`: the drive is set, and the current folder's parts if the path builds on them.
+void take_root(std::wstring_view& rest, std::wstring_view current_folder, SplitPath& split) {
+    const wchar_t current_drive = fold(current_folder[0]);
+    split.drive = current_drive;
+    if (is_drive(rest)) {
+        split.drive = fold(rest[0]);
+        rest.remove_prefix(2);
+    }
+    const bool from_the_root = !rest.empty() && is_separator(rest[0]);
+    if (!from_the_root && split.drive == current_drive) add_parts(split, current_folder.substr(2));
+}
+
+std::uint32_t network_error(std::wstring_view path) {
+    if (path.size() == 2 || path[2] == L'?' || path[2] == L'.') return ERROR_INVALID_NAME;
+    return ERROR_BAD_NETPATH;
+}
+
+void check(SplitPath& split, bool pattern) {
+    split.units = split.count == 0 ? 3 : 2;
+    for (std::size_t i = 0; i < split.count; ++i) {
+        const bool wildcards = pattern && i + 1 == split.count;
+        if (!is_valid_name(split.parts[i], wildcards)) split.error = ERROR_INVALID_NAME;
+        split.units += 1 + split.parts[i].size();
+    }
+}
+
+}  // namespace
+
+std::wstring fold(std::wstring_view name) {
+    std::wstring folded(name);
+    for (wchar_t& unit : folded) unit = fold(unit);
+    return folded;
+}
+
+std::uint64_t folded_hash(std::wstring_view name) {
+    std::uint64_t hash = 0xCBF29CE484222325U;
+    for (const wchar_t unit : name) hash = (hash ^ static_cast<std::uint32_t>(fold(unit))) * 0x100000001B3U;
+    return hash;
+}
+
+bool same_folded(std::wstring_view name, std::wstring_view folded) {
+    if (name.size() != folded.size()) return false;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        if (fold(name[i]) != folded[i]) return false;
+    }
+    return true;
+}
+
+bool matches_pattern(std::wstring_view name, std::wstring_view pattern) {
+    if (pattern == L"*" || pattern == L"*.*") return true;
+    std::size_t at = 0, in = 0, star = std::wstring_view::npos, star_at = 0;
+    while (at < name.size()) {
+        if (in < pattern.size() && pattern[in] == L'*') {
+            star = in++;
+            star_at = at;
+        } else if (in < pattern.size() && (pattern[in] == L'?' || fold(pattern[in]) == fold(name[at]))) {
+            ++in;
+            ++at;
+        } else if (star != std::wstring_view::npos) {
+            in = star + 1;
+            at = ++star_at;
+        } else {
+            return false;
+        }
+    }
+    while (in < pattern.size() && pattern[in] == L'*') ++in;
+    return in == pattern.size();
+}
+
+bool has_wildcard(std::wstring_view name) { return name.find_first_of(L"*?") != std::wstring_view::npos; }
+
+void split_path(std::wstring_view path, std::wstring_view current_folder, bool pattern, SplitPath& split) {
+    split.count = 0;
+    split.error = 0;
+    if (without_trailing(path, L" ").empty()) {
+        split.error = ERROR_PATH_NOT_FOUND;
+        return;
+    }
+    if (path.size() >= 2 && is_separator(path[0]) && is_separator(path[1])) {
+        split.error = network_error(path);
+        return;
+    }
+    std::wstring_view rest = path;
+    take_root(rest, current_folder, split);
+    add_parts(split, rest);
+    if (split.error == 0) check(split, pattern);
+}
+
+}  // namespace winsim

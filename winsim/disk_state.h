@@ -1,0 +1,164 @@
+// What stands on the volumes and what of it is durable: a value that is cheap to copy, with no handles in it.
+//
+// Three tables: nodes (folders, files, junctions; identity, attributes, contents), and names, each of which ties a node
+// to a folder, once as all see them (live) and once as a power cut would find them if nothing pending were kept
+// (durable). Between the two stands the journal of pending records. Invariant: durable + the whole journal = live.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "winsim/disk.h"
+
+namespace winsim {
+
+using NodeId = std::uint32_t;
+inline constexpr NodeId kNoNode = 0;
+inline constexpr NodeId kComputer = 1;  // the folder in which the drives stand, as "c:"
+
+// A value that copies share until one of them edits it.
+template <class Value>
+class CopyOnWrite {
+   public:
+    CopyOnWrite() : value_(std::make_shared<Value>()) {}
+    explicit CopyOnWrite(Value value) : value_(std::make_shared<Value>(std::move(value))) {}
+    const Value& operator*() const { return *value_; }
+    const Value* operator->() const { return value_.get(); }
+    Value& edit() {
+        if (value_.use_count() != 1) value_ = std::make_shared<Value>(*value_);
+        std::atomic_thread_fence(std::memory_order_acquire);
+        return *value_;
+    }
+    bool same(const CopyOnWrite& other) const { return value_ == other.value_; }
+
+   private:
+    std::shared_ptr<Value> value_;
+};
+
+// The bytes of a file, with their digest once somebody has asked for it.
+class Bytes {
+   public:
+    Bytes() = default;
+    explicit Bytes(std::string text) : text_(std::move(text)) {}
+    Bytes(const Bytes& other) : text_(other.text_), hash_(other.hash_.load(std::memory_order_relaxed)) {}
+    Bytes(Bytes&& other) noexcept : text_(std::move(other.text_)) {}
+    Bytes& operator=(const Bytes&) = delete;
+
+    const std::string& text() const { return text_; }
+    std::string& edit() {
+        hash_.store(0, std::memory_order_relaxed);
+        return text_;
+    }
+    std::uint64_t hash() const;
+
+   private:
+    std::string text_;
+    mutable std::atomic<std::uint64_t> hash_{0};  // 0: not computed
+};
+
+struct Content {
+    CopyOnWrite<Bytes> bytes;
+    std::uint64_t write_time = 0;
+
+    bool same(const Content& other) const { return bytes.same(other.bytes) && write_time == other.write_time; }
+};
+
+struct Node {
+    NodeId id = kNoNode;
+    std::uint32_t attributes = 0;
+    Content live;
+    Content flushed;      // what a power cut leaves if it takes what was written since
+    std::wstring target;  // of a junction: a full path
+
+    bool is_folder() const { return (attributes & 0x10U) != 0; }
+    bool is_junction() const { return (attributes & 0x400U) != 0; }
+    bool is_plain_folder() const { return (attributes & 0x410U) == 0x10U; }
+    bool is_read_only() const { return (attributes & 0x1U) != 0; }
+    std::uint64_t size() const { return live.bytes->text().size(); }
+};
+
+struct Name {
+    explicit Name(std::wstring_view name);
+
+    std::wstring spelled;
+    std::wstring folded;
+    std::uint64_t key;      // of the folded name
+    std::uint64_t spelled_hash;
+};
+
+// One name in a folder. As a change: from now on `node` has that name there, or nothing (kNoNode).
+struct Dirent {
+    Dirent(NodeId in_folder, NodeId for_node, std::shared_ptr<const Name> called)
+        : folder(in_folder), node(for_node), key(called->key), name(std::move(called)) {}
+
+    NodeId folder;
+    NodeId node;
+    std::uint64_t key;  // the name's
+    std::shared_ptr<const Name> name;
+};
+
+// Changes that a power cut keeps or loses together.
+using Record = std::vector<Dirent>;
+
+class Disk::State {
+   public:
+    State();  // an empty "c:"
+
+    // Nodes.
+    const Node& node(NodeId id) const;  // throws std::out_of_range
+    Node& edit_node(NodeId id);
+    // A new node that has no name yet; its content counts as flushed.
+    NodeId add_node(std::uint32_t attributes, std::uint64_t write_time);
+    std::size_t node_count() const { return nodes_->size(); }
+    void drop_unused_nodes(const std::vector<NodeId>& in_use);  // all that no name, no record and not `in_use` refer to
+
+    // Live names.
+    const Dirent* find(NodeId folder, std::wstring_view name) const;  // good until the next change
+    std::span<const Dirent> children(NodeId folder) const;            // in no useful order
+    const Dirent* name_of(NodeId node) const;                         // null if it has none
+    std::size_t name_count() const { return live_->size(); }
+    bool is_within(NodeId node, NodeId folder) const;  // `node` is `folder`, or lies somewhere beneath it
+
+    // Changes.
+    void commit(Record record);               // live now, durable by and by
+    void establish(const Dirent& change);     // a test's: live and durable, whatever is pending
+    void make_names_durable();
+    void flush(NodeId file);                  // its content; no names
+    void settle();                            // names and all contents
+    std::size_t pending() const { return journal_->size(); }
+
+    // Power.
+    State after(const Loss& loss) const;  // nothing is pending in it
+    std::vector<Loss> losses(LossModel model) const;
+    std::uint64_t hash() const;
+    // Of what lies beneath `folder` live: names, spellings, contents, attributes, and the times of files.
+    std::uint64_t tree_hash(NodeId folder) const;
+
+    std::optional<std::uint64_t> free_bytes;  // unlimited unless set
+
+   private:
+    using Names = std::vector<Dirent>;  // by folder, key and folded name
+    using Nodes = std::vector<Node>;    // by id
+
+    static void apply(Names& names, const Dirent& change);
+    static std::span<const Dirent> children_in(const Names& names, NodeId folder);
+    std::uint64_t hash_beneath(const Names& names, NodeId folder, bool whole) const;
+    bool has_unflushed() const;
+    void keep_reachable();
+
+    CopyOnWrite<Nodes> nodes_;
+    CopyOnWrite<Names> live_;
+    CopyOnWrite<Names> durable_;
+    CopyOnWrite<std::vector<Record>> journal_;
+    NodeId next_id_ = kComputer + 1;
+};
+
+}  // namespace winsim

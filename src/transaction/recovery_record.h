@@ -1,5 +1,5 @@
 // The recovery record: a transaction as one packed little-endian document, "VUT1", from which alone a later start
-// rebuilds the plan. docs/formats.md has its layout.
+// rebuilds the plan. docs/recovery-record.md has its layout.
 #pragma once
 
 #include <cstdint>

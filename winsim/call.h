@@ -27,7 +27,7 @@ namespace winsim {
 
 // One call on its way through the gate. The wrappers below use it; bodies don't.
 class Pass {
-   public:
+ public:
     Pass(Gate& gate, const char* name, std::wstring_view subject) : gate_(gate), seen_(gate.depth_ == 0) {
         ++gate_.depth_;
         if (!seen_) return;
@@ -58,7 +58,7 @@ class Pass {
         gate_.moment(call_, Moment::after);
     }
 
-   private:
+ private:
     template <class Result>
     std::string outcome(Result result, bool failed) const;
 
@@ -117,7 +117,9 @@ Result gated(const char* name, std::wstring_view subject, Result failure, Body b
 }
 
 // The value that stands for `fault` in a call that returns an NTSTATUS or an HRESULT: always negative.
-constexpr std::int32_t failure_status(std::uint32_t fault) { return static_cast<std::int32_t>(fault | 0x80000000U); }
+constexpr std::int32_t failure_status(std::uint32_t fault) {
+    return static_cast<std::int32_t>(fault | 0x80000000U);
+}
 
 // A call that returns an NTSTATUS or an HRESULT (negative: failed) and leaves the last error alone. On a dead machine
 // that can't throw it returns 0xC0000001.

@@ -5,7 +5,9 @@
 
 namespace winsim {
 
-void Clock::set_file_time(std::uint64_t time) { offset_ = time - tick_ms_ * 10000; }
+void Clock::set_file_time(std::uint64_t time) {
+    offset_ = time - tick_ms_ * 10000;
+}
 
 void Clock::advance(std::uint64_t ms) {
     const std::uint64_t end = tick_ms_ + ms;
@@ -24,8 +26,12 @@ void Clock::at(std::uint64_t tick, std::function<void()> action) {
     actions_.insert(place, {tick, std::move(action)});
 }
 
-void Clock::after(std::uint64_t ms, std::function<void()> action) { at(tick_ms_ + ms, std::move(action)); }
+void Clock::after(std::uint64_t ms, std::function<void()> action) {
+    at(tick_ms_ + ms, std::move(action));
+}
 
-void Clock::clear() { actions_.clear(); }
+void Clock::clear() {
+    actions_.clear();
+}
 
 }  // namespace winsim

@@ -21,7 +21,9 @@ SplitPath split_full(const std::wstring& path) {
     return split;
 }
 
-Place look(const Impl& disk, const std::wstring& path) { return disk.resolve(split_full(path), false); }
+Place look(const Impl& disk, const std::wstring& path) {
+    return disk.resolve(split_full(path), false);
+}
 
 const Node& require(const Impl& disk, const std::wstring& path) {
     const Place place = look(disk, path);
@@ -88,14 +90,18 @@ std::uint32_t access_bits(std::uint32_t access) {
 Disk::Disk() : impl_(std::make_unique<Impl>()) {}
 Disk::~Disk() = default;
 
-void Disk::use_clock(const Clock& clock) { impl_->clock = &clock; }
+void Disk::use_clock(const Clock& clock) {
+    impl_->clock = &clock;
+}
 
 void Disk::make_folder(const std::wstring& path) {
     const SplitPath split = split_full(path);
     folder_of(*impl_, split, split.count);
 }
 
-void Disk::put(const std::wstring& path, std::string content) { put(path, std::move(content), impl_->now()); }
+void Disk::put(const std::wstring& path, std::string content) {
+    put(path, std::move(content), impl_->now());
+}
 
 void Disk::put(const std::wstring& path, std::string content, std::uint64_t write_time) {
     const NodeId file = make(*impl_, path, FILE_ATTRIBUTE_ARCHIVE);
@@ -134,9 +140,13 @@ void Disk::set_write_time(const std::wstring& path, std::uint64_t write_time) {
     node.flushed.write_time = write_time;
 }
 
-void Disk::set_free_bytes(std::uint64_t bytes) { impl_->state.free_bytes = bytes; }
+void Disk::set_free_bytes(std::uint64_t bytes) {
+    impl_->state.free_bytes = bytes;
+}
 
-bool Disk::exists(const std::wstring& path) const { return look(*impl_, path).error == 0; }
+bool Disk::exists(const std::wstring& path) const {
+    return look(*impl_, path).error == 0;
+}
 
 bool Disk::is_folder(const std::wstring& path) const {
     const Place place = look(*impl_, path);
@@ -149,9 +159,13 @@ std::string Disk::read(const std::wstring& path) const {
     return node.live.bytes->text();
 }
 
-std::uint32_t Disk::attributes(const std::wstring& path) const { return require(*impl_, path).attributes; }
+std::uint32_t Disk::attributes(const std::wstring& path) const {
+    return require(*impl_, path).attributes;
+}
 
-std::uint64_t Disk::write_time(const std::wstring& path) const { return require(*impl_, path).live.write_time; }
+std::uint64_t Disk::write_time(const std::wstring& path) const {
+    return require(*impl_, path).live.write_time;
+}
 
 std::vector<std::wstring> Disk::tree(const std::wstring& folder) const {
     std::vector<std::wstring> found;
@@ -173,26 +187,42 @@ int Disk::hold(const std::wstring& path, std::uint32_t access, std::uint32_t sha
     return impl_->hold(node, access_bits(access), share);
 }
 
-void Disk::release(int hold) { impl_->release(hold); }
+void Disk::release(int hold) {
+    impl_->release(hold);
+}
 
-std::size_t Disk::open_handles() const { return impl_->open_count(); }
+std::size_t Disk::open_handles() const {
+    return impl_->open_count();
+}
 
-void Disk::settle() { impl_->state.settle(); }
+void Disk::settle() {
+    impl_->state.settle();
+}
 
-std::size_t Disk::pending() const { return impl_->state.pending(); }
+std::size_t Disk::pending() const {
+    return impl_->state.pending();
+}
 
-std::vector<Loss> Disk::losses(LossModel model) const { return impl_->state.losses(model); }
+std::vector<Loss> Disk::losses(LossModel model) const {
+    return impl_->state.losses(model);
+}
 
-Loss Disk::nothing_lost() const { return {std::vector<bool>(pending(), true), Loss::Data::kept}; }
+Loss Disk::nothing_lost() const {
+    return {std::vector<bool>(pending(), true), Loss::Data::kept};
+}
 
-Loss Disk::all_lost() const { return {std::vector<bool>(pending(), false), Loss::Data::lost}; }
+Loss Disk::all_lost() const {
+    return {std::vector<bool>(pending(), false), Loss::Data::lost};
+}
 
 void Disk::lose_power(const Loss& loss) {
     impl_->state = impl_->state.after(loss);
     impl_->forget_handles();
 }
 
-std::shared_ptr<const Disk::State> Disk::snapshot() const { return std::make_shared<State>(impl_->state); }
+std::shared_ptr<const Disk::State> Disk::snapshot() const {
+    return std::make_shared<State>(impl_->state);
+}
 
 std::shared_ptr<const Disk::State> Disk::snapshot_after(const Loss& loss) const {
     return std::make_shared<State>(impl_->state.after(loss));
@@ -203,6 +233,12 @@ void Disk::restore(const std::shared_ptr<const State>& snapshot) {
     impl_->forget_handles();
 }
 
-std::uint64_t Disk::hash(const State& state) { return state.hash(); }
+bool Disk::changed_since(const std::shared_ptr<const State>& snapshot) const {
+    return !impl_->state.shares_all_with(*snapshot);
+}
+
+std::uint64_t Disk::hash(const State& state) {
+    return state.hash();
+}
 
 }  // namespace winsim

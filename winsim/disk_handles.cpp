@@ -14,9 +14,8 @@ bool Disk::Impl::conflicts(NodeId node, std::uint32_t access, std::uint32_t shar
 }
 
 bool Disk::Impl::is_open_beneath(NodeId folder) const {
-    return std::any_of(opens_.begin(), opens_.end(), [&](const Open& open) {
-        return open.node != folder && state.is_within(open.node, folder);
-    });
+    return std::any_of(opens_.begin(), opens_.end(),
+                       [&](const Open& open) { return open.node != folder && state.is_within(open.node, folder); });
 }
 
 Open& Disk::Impl::open(NodeId node, std::uint32_t access, std::uint32_t share) {
@@ -109,6 +108,8 @@ bool close_disk_handle(Disk& disk, const void* handle) {
     return open != nullptr && open->search == nullptr && disk.impl().close(handle);
 }
 
-void disk_close_all(Disk& disk) { disk.impl().close_all(); }
+void disk_close_all(Disk& disk) {
+    disk.impl().close_all();
+}
 
 }  // namespace winsim

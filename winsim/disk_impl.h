@@ -24,13 +24,14 @@ inline constexpr std::uintptr_t kFirstFileHandle = 0x10004;
 
 // Where a path leads.
 struct Place {
-    std::uint32_t error = 0;   // 0: `node` stands there; 2: nothing does, but its folder is there; else the way is barred
-    NodeId folder = kNoNode;   // in which the name is looked for; kComputer for the root of a drive
+    std::uint32_t error =
+        0;  // 0: `node` stands there; 2: nothing does, but its folder is there; else the way is barred
+    NodeId folder = kNoNode;  // in which the name is looked for; kComputer for the root of a drive
     NodeId node = kNoNode;
-    std::wstring_view name;    // the last part, as the caller spelled it; empty for the root of a drive
-    wchar_t drive = 0;         // of `folder` itself, junctions followed
+    std::wstring_view name;  // the last part, as the caller spelled it; empty for the root of a drive
+    wchar_t drive = 0;       // of `folder` itself, junctions followed
     bool ends_in_separator = false;
-    std::size_t units = 0;     // of the full path as text
+    std::size_t units = 0;  // of the full path as text
 };
 
 // What one entry of a search looks like; taken when the search begins.
@@ -55,7 +56,7 @@ struct Open {
     bool write_through = false;
     std::uint64_t offset = 0;
     std::unique_ptr<const std::wstring> path;  // as it was opened; empty for a hold
-    std::unique_ptr<Search> search;  // set for a search handle only
+    std::unique_ptr<Search> search;            // set for a search handle only
 };
 
 struct Disk::Impl {
@@ -93,7 +94,7 @@ struct Disk::Impl {
     bool is_doomed(NodeId node) const;
     bool is_open(NodeId node) const;
 
-   private:
+ private:
     Place resolve(const SplitPath& split, bool follow_last, int depth) const;
     Place finish(Place& place, bool follow_last, int depth) const;
     NodeId enter(Place& place, int depth) const;

@@ -5,18 +5,35 @@
 namespace winsim {
 namespace {
 
-bool is_separator(wchar_t unit) { return unit == L'\\' || unit == L'/'; }
+bool is_separator(wchar_t unit) {
+    return unit == L'\\' || unit == L'/';
+}
 
 bool is_drive(std::wstring_view path) {
     return path.size() >= 2 && path[1] == L':' && fold(path[0]) >= L'a' && fold(path[0]) <= L'z';
 }
 
-bool is_valid_name(std::wstring_view name, bool wildcards) {
+bool is_valid_unit(wchar_t unit, bool last, bool wildcards) {
+    switch (unit) {
+        case L'*':
+        case L'?':
+            return wildcards;
+        case L':':
+            return last;
+        case L'<':
+        case L'>':
+        case L'"':
+        case L'|':
+            return false;
+        default:
+            return static_cast<std::uint32_t>(unit) >= 0x20;
+    }
+}
+
+bool is_valid_name(std::wstring_view name, bool last, bool wildcards) {
     if (name.size() > 255) return false;
     for (const wchar_t unit : name) {
-        if (static_cast<std::uint32_t>(unit) < 0x20) return false;
-        if (wildcards && (unit == L'*' || unit == L'?')) continue;
-        if (std::wstring_view(L"<>:\"|?*").find(unit) != std::wstring_view::npos) return false;
+        if (!is_valid_unit(unit, last, wildcards)) return false;
     }
     return true;
 }
@@ -73,8 +90,8 @@ std::uint32_t network_error(std::wstring_view path) {
 void check(SplitPath& split, bool pattern) {
     split.units = split.count == 0 ? 3 : 2;
     for (std::size_t i = 0; i < split.count; ++i) {
-        const bool wildcards = pattern && i + 1 == split.count;
-        if (!is_valid_name(split.parts[i], wildcards)) split.error = ERROR_INVALID_NAME;
+        const bool last = i + 1 == split.count;
+        if (!is_valid_name(split.parts[i], last, last && pattern)) split.error = ERROR_INVALID_NAME;
         split.units += 1 + split.parts[i].size();
     }
 }
@@ -122,7 +139,9 @@ bool matches_pattern(std::wstring_view name, std::wstring_view pattern) {
     return in == pattern.size();
 }
 
-bool has_wildcard(std::wstring_view name) { return name.find_first_of(L"*?") != std::wstring_view::npos; }
+bool has_wildcard(std::wstring_view name) {
+    return name.find_first_of(L"*?") != std::wstring_view::npos;
+}
 
 void split_path(std::wstring_view path, std::wstring_view current_folder, bool pattern, SplitPath& split) {
     split.count = 0;
@@ -131,14 +150,18 @@ void split_path(std::wstring_view path, std::wstring_view current_folder, bool p
         split.error = ERROR_PATH_NOT_FOUND;
         return;
     }
-    if (path.size() >= 2 && is_separator(path[0]) && is_separator(path[1])) {
+    std::wstring_view rest = path;
+    const bool verbatim = path.starts_with(L"\\\\?\\") && is_drive(path.substr(4));
+    if (verbatim) {
+        rest.remove_prefix(4);
+    } else if (path.size() >= 2 && is_separator(path[0]) && is_separator(path[1])) {
         split.error = network_error(path);
         return;
     }
-    std::wstring_view rest = path;
     take_root(rest, current_folder, split);
     add_parts(split, rest);
     if (split.error == 0) check(split, pattern);
+    if (verbatim) split.units = 0;
 }
 
 }  // namespace winsim

@@ -26,8 +26,8 @@ bool has_wildcard(std::wstring_view name);
 inline constexpr std::size_t kMaxPathUnits = 259;
 inline constexpr std::size_t kMaxFolderUnits = 247;
 
-// A full path in its parts. "." and ".." are resolved, separators are gone, trailing dots (of the last part: and blanks)
-// are dropped. The parts are views of the path and of the current folder it was split with.
+// A full path in its parts. "." and ".." are resolved, separators are gone, trailing dots (of the last part: and
+// blanks) are dropped. The parts are views of the path and of the current folder it was split with.
 struct SplitPath {
     static constexpr std::size_t kMaxParts = 132;  // more than kMaxPathUnits can hold
 
@@ -35,14 +35,15 @@ struct SplitPath {
     wchar_t drive = 0;        // folded
     bool ends_in_separator = false;
     std::size_t count = 0;
-    std::size_t units = 0;  // of the full path as Windows would write it
+    std::size_t units = 0;  // of the full path as Windows would write it; 0 for a `\\?\` path, which may be any length
     std::array<std::wstring_view, kMaxParts> parts;
 
     std::wstring_view name() const { return count == 0 ? std::wstring_view() : parts[count - 1]; }
 };
 
-// Splits `path` as seen from `current_folder` (a full path). `\\?\` and `\\.\` paths aren't served: 123. `pattern`
-// allows wildcards in the last part. Into a caller's object, since it is large.
+// Splits `path` as seen from `current_folder` (a full path). `\\?\C:\x` is taken for `C:\x`; other `\\?\` and `\\.\`
+// paths aren't served: 123. `pattern` allows wildcards in the last part; a colon there (a stream) is no error either,
+// but such a name is never found. Into a caller's object, since it is large.
 void split_path(std::wstring_view path, std::wstring_view current_folder, bool pattern, SplitPath& split);
 
 }  // namespace winsim

@@ -53,7 +53,9 @@ std::vector<Loss> name_losses(std::size_t pending, LossModel model) {
     return losses;
 }
 
-bool is_prefix(const std::vector<bool>& kept) { return std::is_sorted(kept.begin(), kept.end(), std::greater<>()); }
+bool is_prefix(const std::vector<bool>& kept) {
+    return std::is_sorted(kept.begin(), kept.end(), std::greater<>());
+}
 
 // The new size, the first half new, the rest zeros.
 Content torn(const Content& content) {
@@ -172,7 +174,9 @@ std::uint64_t Disk::State::hash_beneath(const Names& names, NodeId folder, bool 
     return mix(sum, folders.size());
 }
 
-std::uint64_t Disk::State::tree_hash(NodeId folder) const { return hash_beneath(*live_, folder, false); }
+std::uint64_t Disk::State::tree_hash(NodeId folder) const {
+    return hash_beneath(*live_, folder, false);
+}
 
 // Two states with the same hash look alike now and after every loss of the journal model.
 std::uint64_t Disk::State::hash() const {

@@ -48,9 +48,13 @@ Disk::State::State() {
     establish({kComputer, drive, std::make_shared<Name>(L"c:")});
 }
 
-const Node& Disk::State::node(NodeId id) const { return *find_node(*nodes_, id); }
+const Node& Disk::State::node(NodeId id) const {
+    return *find_node(*nodes_, id);
+}
 
-Node& Disk::State::edit_node(NodeId id) { return *find_node(nodes_.edit(), id); }
+Node& Disk::State::edit_node(NodeId id) {
+    return *find_node(nodes_.edit(), id);
+}
 
 NodeId Disk::State::add_node(std::uint32_t attributes, std::uint64_t write_time) {
     Node node;
@@ -88,7 +92,9 @@ std::span<const Dirent> Disk::State::children_in(const Names& names, NodeId fold
     return {first, last};
 }
 
-std::span<const Dirent> Disk::State::children(NodeId folder) const { return children_in(*live_, folder); }
+std::span<const Dirent> Disk::State::children(NodeId folder) const {
+    return children_in(*live_, folder);
+}
 
 const Dirent* Disk::State::name_of(NodeId node) const {
     for (const Dirent& entry : *live_) {

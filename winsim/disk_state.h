@@ -27,7 +27,7 @@ inline constexpr NodeId kComputer = 1;  // the folder in which the drives stand,
 // A value that copies share until one of them edits it.
 template <class Value>
 class CopyOnWrite {
-   public:
+ public:
     CopyOnWrite() : value_(std::make_shared<Value>()) {}
     explicit CopyOnWrite(Value value) : value_(std::make_shared<Value>(std::move(value))) {}
     const Value& operator*() const { return *value_; }
@@ -39,13 +39,13 @@ class CopyOnWrite {
     }
     bool same(const CopyOnWrite& other) const { return value_ == other.value_; }
 
-   private:
+ private:
     std::shared_ptr<Value> value_;
 };
 
 // The bytes of a file, with their digest once somebody has asked for it.
 class Bytes {
-   public:
+ public:
     Bytes() = default;
     explicit Bytes(std::string text) : text_(std::move(text)) {}
     Bytes(const Bytes& other) : text_(other.text_), hash_(other.hash_.load(std::memory_order_relaxed)) {}
@@ -59,7 +59,7 @@ class Bytes {
     }
     std::uint64_t hash() const;
 
-   private:
+ private:
     std::string text_;
     mutable std::atomic<std::uint64_t> hash_{0};  // 0: not computed
 };
@@ -90,7 +90,7 @@ struct Name {
 
     std::wstring spelled;
     std::wstring folded;
-    std::uint64_t key;      // of the folded name
+    std::uint64_t key;  // of the folded name
     std::uint64_t spelled_hash;
 };
 
@@ -109,7 +109,7 @@ struct Dirent {
 using Record = std::vector<Dirent>;
 
 class Disk::State {
-   public:
+ public:
     State();  // an empty "c:"
 
     // Nodes.
@@ -128,23 +128,28 @@ class Disk::State {
     bool is_within(NodeId node, NodeId folder) const;  // `node` is `folder`, or lies somewhere beneath it
 
     // Changes.
-    void commit(Record record);               // live now, durable by and by
-    void establish(const Dirent& change);     // a test's: live and durable, whatever is pending
+    void commit(Record record);            // live now, durable by and by
+    void establish(const Dirent& change);  // a test's: live and durable, whatever is pending
     void make_names_durable();
-    void flush(NodeId file);                  // its content; no names
-    void settle();                            // names and all contents
+    void flush(NodeId file);  // its content; no names
+    void settle();            // names and all contents
     std::size_t pending() const { return journal_->size(); }
 
     // Power.
     State after(const Loss& loss) const;  // nothing is pending in it
     std::vector<Loss> losses(LossModel model) const;
     std::uint64_t hash() const;
+    // Neither has been edited since one was copied from the other.
+    bool shares_all_with(const State& other) const {
+        return nodes_.same(other.nodes_) && live_.same(other.live_) && durable_.same(other.durable_) &&
+               journal_.same(other.journal_) && free_bytes == other.free_bytes;
+    }
     // Of what lies beneath `folder` live: names, spellings, contents, attributes, and the times of files.
     std::uint64_t tree_hash(NodeId folder) const;
 
     std::optional<std::uint64_t> free_bytes;  // unlimited unless set
 
-   private:
+ private:
     using Names = std::vector<Dirent>;  // by folder, key and folded name
     using Nodes = std::vector<Node>;    // by id
 

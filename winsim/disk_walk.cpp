@@ -14,7 +14,9 @@ constexpr std::uint32_t kCantResolve = 1921;
 
 }  // namespace
 
-std::uint64_t Disk::Impl::now() const { return clock == nullptr ? Clock().file_time() : clock->file_time(); }
+std::uint64_t Disk::Impl::now() const {
+    return clock == nullptr ? Clock().file_time() : clock->file_time();
+}
 
 Place Disk::Impl::resolve(const SplitPath& split, bool follow_last, int depth) const {
     Place place;

@@ -19,6 +19,11 @@ Place locate(World& world, LPCWSTR path, bool follow_last) {
     return place;
 }
 
+std::uint32_t new_file_obstacle(const Place& place) {
+    const bool stream = place.name.find(L':') != std::wstring_view::npos;
+    return stream || place.ends_in_separator ? ERROR_INVALID_NAME : 0;
+}
+
 std::wstring_view opened_path(HANDLE handle) {
     const Open* open = World::current().disk.impl().find(handle);
     return open == nullptr || open->path == nullptr ? std::wstring_view() : *open->path;
@@ -32,9 +37,13 @@ Open& require_open(World& world, HANDLE handle, const char* call) {
     return *open;
 }
 
-FILETIME to_filetime(std::uint64_t time) { return {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)}; }
+FILETIME to_filetime(std::uint64_t time) {
+    return {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+}
 
-DWORD visible_attributes(std::uint32_t attributes) { return attributes == 0 ? FILE_ATTRIBUTE_NORMAL : attributes; }
+DWORD visible_attributes(std::uint32_t attributes) {
+    return attributes == 0 ? FILE_ATTRIBUTE_NORMAL : attributes;
+}
 
 }  // namespace winsim
 
@@ -95,7 +104,8 @@ HANDLE open_file(World& world, const OpenRequest& request) {
     Place place = winsim::locate(world, request.path, follow);
     DWORD error = ERROR_SUCCESS;
     if (place.error == ERROR_FILE_NOT_FOUND && request.creates() && !place.name.empty()) {
-        if (place.ends_in_separator) return winsim::fail(world, ERROR_INVALID_NAME, INVALID_HANDLE_VALUE);
+        const std::uint32_t unusable = winsim::new_file_obstacle(place);
+        if (unusable != 0) return winsim::fail(world, unusable, INVALID_HANDLE_VALUE);
         place.node = disk.create(place, request.new_attributes());
     } else {
         if (place.error == 0) place.error = obstacle(disk, place, request);
@@ -111,7 +121,9 @@ HANDLE open_file(World& world, const OpenRequest& request) {
 }
 
 // An injected short transfer moves half of the bytes.
-DWORD transfer_size(DWORD size, std::uint32_t fault) { return fault == winsim::kShortTransfer ? size / 2 : size; }
+DWORD transfer_size(DWORD size, std::uint32_t fault) {
+    return fault == winsim::kShortTransfer ? size / 2 : size;
+}
 
 BOOL read(World& world, Open& open, void* buffer, DWORD size, DWORD* done) {
     if ((open.access & winsim::kRead) == 0) return winsim::fail(world, ERROR_ACCESS_DENIED, FALSE);
@@ -145,7 +157,8 @@ HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTR
                           DWORD flags, HANDLE template_file) {
     return winsim::gated("CreateFileW", winsim::view_of(path), INVALID_HANDLE_VALUE, [&](World& world) {
         winsim::demand(world, security == nullptr && template_file == nullptr, "CreateFileW with security or template");
-        winsim::demand(world, (access & ~kKnownAccess) == 0 && share <= winsim::kShareAll && (flags & ~kKnownFlags) == 0,
+        winsim::demand(world,
+                       (access & ~kKnownAccess) == 0 && share <= winsim::kShareAll && (flags & ~kKnownFlags) == 0,
                        "CreateFileW with access, share or flags that the simulated disk doesn't know");
         winsim::demand(world, disposition >= CREATE_NEW && disposition <= OPEN_EXISTING,
                        "CreateFileW with a disposition other than 1, 2 or 3");

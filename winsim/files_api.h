@@ -11,10 +11,15 @@
 
 namespace winsim {
 
-inline std::wstring_view view_of(LPCWSTR text) { return text == nullptr ? std::wstring_view() : text; }
+inline std::wstring_view view_of(LPCWSTR text) {
+    return text == nullptr ? std::wstring_view() : text;
+}
 
 // Where `path` leads the running program. Error 5 for a name whose deletion waits for a handle.
 Place locate(World& world, LPCWSTR path, bool follow_last);
+
+// Why no file can be made under the free name at `place`: 123, or 0. (Streams can't.)
+std::uint32_t new_file_obstacle(const Place& place);
 
 // The file of an open handle, for a call's subject: the path it was opened by.
 std::wstring_view opened_path(HANDLE handle);

@@ -24,7 +24,7 @@ std::uint32_t copy_source_obstacle(const DiskImpl& disk, const Place& source) {
 
 // `target` may be a free name.
 std::uint32_t copy_target_obstacle(const DiskImpl& disk, const Place& target, const Place& source, bool must_be_free) {
-    if (target.error == ERROR_FILE_NOT_FOUND) return target.ends_in_separator ? ERROR_INVALID_NAME : 0;
+    if (target.error == ERROR_FILE_NOT_FOUND) return winsim::new_file_obstacle(target);
     if (target.error != 0) return target.error;
     const Node& node = disk.state.node(target.node);
     if (must_be_free) return ERROR_FILE_EXISTS;
@@ -54,6 +54,7 @@ BOOL copy(World& world, LPCWSTR from, LPCWSTR to, bool must_be_free) {
     const winsim::Content content = disk.state.node(source.node).live;
     if (disk.state.free_bytes) *disk.state.free_bytes -= content.bytes->text().size();
     disk.state.edit_node(target.node).live = content;
+    world.gate.last_error = ERROR_SUCCESS;  // as the opening inside of it leaves it
     return TRUE;
 }
 
@@ -68,8 +69,10 @@ std::uint32_t move_obstacle(const DiskImpl& disk, const Place& source, const Pla
     if (target.error != 0 && target.error != ERROR_FILE_NOT_FOUND) return target.error;
     if (source.drive != target.drive) return ERROR_NOT_SAME_DEVICE;
     if (moved.is_plain_folder()) {
-        if (disk.state.is_within(target.folder, moved.id)) return ERROR_SHARING_VIOLATION;
+        if (disk.state.is_within(target.folder, moved.id)) return ERROR_INVALID_PARAMETER;
         if (disk.is_open_beneath(moved.id)) return ERROR_ACCESS_DENIED;
+    } else if (target.node == winsim::kNoNode && winsim::new_file_obstacle(target) != 0) {
+        return winsim::new_file_obstacle(target);
     }
     if (target.node == winsim::kNoNode || target.node == source.node) return 0;
     if (!replace) return ERROR_ALREADY_EXISTS;
@@ -106,7 +109,7 @@ std::uint32_t replaced_obstacle(const DiskImpl& disk, const Place& place, std::u
 }
 
 std::uint32_t backup_obstacle(const DiskImpl& disk, const Place& backup) {
-    if (backup.error == ERROR_FILE_NOT_FOUND) return 0;
+    if (backup.error == ERROR_FILE_NOT_FOUND) return winsim::new_file_obstacle(backup);
     if (backup.error != 0) return backup.error;
     const Node& node = disk.state.node(backup.node);
     const bool stays = node.is_folder() || node.is_read_only() || disk.conflicts(node.id, kDelete, kShareAll);

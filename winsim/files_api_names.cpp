@@ -38,6 +38,7 @@ std::uint32_t make_folder(World& world, LPCWSTR path) {
     const bool file_with_separator = place.error == ERROR_INVALID_NAME && place.node != winsim::kNoNode;
     if (place.error == 0 || file_with_separator) return ERROR_ALREADY_EXISTS;
     if (place.error != ERROR_FILE_NOT_FOUND) return place.error;
+    if (place.name.find(L':') != std::wstring_view::npos) return ERROR_INVALID_NAME;
     world.disk.impl().create(place, FILE_ATTRIBUTE_DIRECTORY);
     return 0;
 }

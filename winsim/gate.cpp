@@ -45,7 +45,9 @@ std::string outcome_text(std::int64_t value, bool hexadecimal) {
     return digits;
 }
 
-void Gate::set_fault_rule(FaultRule rule) { fault_rule_ = std::move(rule); }
+void Gate::set_fault_rule(FaultRule rule) {
+    fault_rule_ = std::move(rule);
+}
 
 void Gate::add_watcher(Watcher watcher) {
     watchers_.push_back(std::move(watcher));

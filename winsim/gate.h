@@ -10,8 +10,8 @@
 // destructors, so they never throw and never fail by a fault. A cut that is due at one of them makes the machine dead
 // silently; the next call that may throw does. GetLastError and SetLastError pass no gate.
 //
-// Calls made while another call is under way (by a watcher, by an action of the clock) pass unseen: they aren't counted,
-// traced, failed or cut.
+// Calls made while another call is under way (by a watcher, by an action of the clock) pass unseen: they aren't
+// counted, traced, failed or cut.
 #pragma once
 
 #include <cstdint>
@@ -33,10 +33,10 @@ struct ForbiddenCall {
 enum class Moment : std::uint8_t { before, inside, after };
 
 struct Call {
-    std::uint64_t number = 0;    // 1 for the first call since the gate was reset
-    std::string_view name;       // "ReplaceFileW"
-    std::wstring_view subject;   // path, URL or name it acts on (the target of a rename); may be empty
-    std::uint32_t step = 0;      // the step at Moment::inside, else 0
+    std::uint64_t number = 0;   // 1 for the first call since the gate was reset
+    std::string_view name;      // "ReplaceFileW"
+    std::wstring_view subject;  // path, URL or name it acts on (the target of a rename); may be empty
+    std::uint32_t step = 0;     // the step at Moment::inside, else 0
 };
 
 // A fault code beside the platform's numbers: the transfer succeeds with half of its bytes, rounded down (ReadFile,
@@ -44,7 +44,7 @@ struct Call {
 inline constexpr std::uint32_t kShortTransfer = 0xFFFF0001U;
 
 class Gate {
-   public:
+ public:
     // Asked once before each call that can fail: 0 lets it run, any other value makes it fail with that number as last
     // error (as the status for CNG, as the result for SHGetFolderPathW). A failed call has no effect on the machine but
     // the one that Windows documents for that number (ReplaceFileW with 1177).
@@ -68,16 +68,17 @@ class Gate {
     const std::vector<std::string>& trace() const { return trace_; }
     std::uint64_t calls() const { return calls_; }
     bool dead() const { return dead_; }
+    bool in_call() const { return depth_ != 0; }  // a call is under way
     // The reason of the first forbidden call since the reset, whether or not somebody swallowed the exception.
     const std::string& forbidden() const { return forbidden_; }
     void reset();  // counts from 1 again, forgets the trace, the death and the forbidden call; keeps the rules
 
     // For the bodies of calls (how a call is written stands in winsim/call.h).
-    std::uint32_t last_error = 0;                // what GetLastError gives
-    void inside(std::uint32_t step);             // a moment between two steps; throws PowerCut if the power goes there
+    std::uint32_t last_error = 0;     // what GetLastError gives
+    void inside(std::uint32_t step);  // a moment between two steps; throws PowerCut if the power goes there
     [[noreturn]] void forbid(std::string reason);  // throws ForbiddenCall; every later call does the same
 
-   private:
+ private:
     friend class Pass;
 
     [[noreturn]] void refuse() const;  // a call of a dead machine, or behind a forbidden one
@@ -86,9 +87,9 @@ class Gate {
     void write_trace(const Call& call, const std::string& outcome);
 
     std::uint64_t calls_ = 0;
-    std::uint32_t depth_ = 0;   // calls under way; above 1 for those that pass unseen
-    bool stopped_ = false;      // dead_ or forbidden_ set: asked once a call
-    bool attended_ = false;     // watchers, a cut or a trace are wanted: the moments have something to do
+    std::uint32_t depth_ = 0;  // calls under way; above 1 for those that pass unseen
+    bool stopped_ = false;     // dead_ or forbidden_ set: asked once a call
+    bool attended_ = false;    // watchers, a cut or a trace are wanted: the moments have something to do
     bool dead_ = false;
     bool tracing_ = false;
     bool cut_now_ = false;

@@ -1,6 +1,7 @@
 // UTF-8 and UTF-16, as strict as Windows is with MB_ERR_INVALID_CHARS and WC_ERR_INVALID_CHARS.
 #include <windows.h>
 
+#include <string>
 #include <string_view>
 
 #include "winsim/call.h"
@@ -45,11 +46,15 @@ std::uint32_t next_of_utf8(std::string_view bytes, std::size_t& at) {
     return point;
 }
 
+std::uint32_t value_of(wchar_t unit) {
+    return static_cast<std::uint32_t>(std::char_traits<wchar_t>::to_int_type(unit));
+}
+
 std::uint32_t next_of_utf16(std::wstring_view text, std::size_t& at) {
-    const auto unit = static_cast<std::uint32_t>(text[at++]);
+    const std::uint32_t unit = value_of(text[at++]);
     if (!is_surrogate(unit)) return unit;
     if (unit >= 0xDC00 || at == text.size()) return kInvalid;
-    const auto low = static_cast<std::uint32_t>(text[at]);
+    const std::uint32_t low = value_of(text[at]);
     if (low < 0xDC00 || low >= 0xE000) return kInvalid;
     ++at;
     return 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
@@ -114,7 +119,7 @@ bool bad_arguments(const void* input, int size, const void* output, int capacity
 
 bool holds_utf16(std::wstring_view text) {
     for (const wchar_t unit : text) {
-        if (static_cast<std::uint32_t>(unit) > 0xFFFF) return false;
+        if (value_of(unit) > 0xFFFF) return false;
     }
     return true;
 }

@@ -1,0 +1,65 @@
+// Files on disk as the release tool needs them: written durably and under their final name only when whole.
+// Everything here throws Refusal with the path and the system's reason.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+namespace vandrel_release {
+
+using Digest = std::array<std::uint8_t, 32>;
+
+// An open file descriptor; closed when it goes out of scope.
+class FileHandle {
+ public:
+    FileHandle() = default;
+    explicit FileHandle(int descriptor) : descriptor_(descriptor) {}
+    FileHandle(FileHandle&& other) noexcept;
+    FileHandle& operator=(FileHandle&& other) noexcept;
+    ~FileHandle();
+    int get() const { return descriptor_; }
+    explicit operator bool() const { return descriptor_ >= 0; }
+
+ private:
+    int descriptor_ = -1;
+};
+
+// A regular file to read; a symbolic link at its end is refused.
+FileHandle open_for_reading(const std::filesystem::path& path);
+
+// A regular file somewhere beneath the folder, by its path with "/" separators. No link is followed on the way, and
+// nothing outside the folder can be reached. Nothing there, or something else than a regular file: an empty handle.
+FileHandle open_beneath(const std::filesystem::path& folder, const std::string& path);
+
+struct stat status_of(const FileHandle& file, const std::filesystem::path& path);
+
+// The whole content of a small file. More than `limit` bytes: Refusal.
+std::string read_small_file(const std::filesystem::path& path, std::uint64_t limit);
+
+// A new file with this content, flushed to disk. Throws if the name is taken.
+void write_new_file(const std::filesystem::path& path, const std::string& content, mode_t mode);
+
+// Puts a file with this content at `path`, whether or not one stands there. Power cut: the old one or the new one.
+void replace_file(const std::filesystem::path& path, const std::string& content, mode_t mode);
+
+// As replace_file, but a file that stands there already is refused and stays as it is.
+void create_file(const std::filesystem::path& path, const std::string& content, mode_t mode);
+
+// What a copy really holds.
+struct Copied {
+    std::uint64_t size = 0;
+    Digest sha256{};
+};
+
+// Copies a file to a new name, flushed to disk; size and digest are those of the bytes that were written. One buffer
+// of 1 MiB, whatever the file's size.
+Copied copy_and_hash(const std::filesystem::path& from, const std::filesystem::path& to);
+
+// Makes the names in a folder durable.
+void flush_folder(const std::filesystem::path& folder);
+
+}  // namespace vandrel_release

@@ -1,0 +1,89 @@
+#include "release/publish.h"
+
+#include "release/manifest_format.h"
+#include "release/refusal.h"
+#include "release/release_folder.h"
+#include "release/release_policy.h"
+#include "release/signing_key.h"
+#include "release/tree.h"
+
+namespace vandrel_release {
+namespace {
+
+namespace fs = std::filesystem;
+
+void check_number(const PublishOptions& options) {
+    const std::string number = "release " + std::to_string(options.release);
+    if (fs::exists(release_folder(options.tree, options.release))) {
+        throw Refusal(number + " is published already");
+    }
+    const std::uint32_t newest = newest_release(options.tree);
+    if (options.release <= newest && !options.allow_older) {
+        throw Refusal(number + " is not newer than release " + std::to_string(newest) + " (see --allow-older)");
+    }
+}
+
+// Copies the files into the staging folder and takes size and digest from the bytes that were copied.
+std::uint64_t copy_files(const fs::path& from, const fs::path& to, std::vector<ReleaseFile>& files) {
+    std::uint64_t total = 0;
+    for (ReleaseFile& file : files) {
+        const fs::path target = to / file.path;
+        fs::create_directories(target.parent_path());
+        const Copied copied = copy_and_hash(from / file.path, target);
+        if (copied.size != file.size) {  // the policy was asked about the other size
+            throw Refusal(printable(file.path) + ": changed while it was being published");
+        }
+        file.sha256 = copied.sha256;
+        total += copied.size;
+    }
+    return total;
+}
+
+std::string make_manifest(const Key& key, std::uint32_t release, const std::vector<ReleaseFile>& files) {
+    const std::string range = signed_range(release, files);
+    const std::string signature = sign(key, range);
+    if (!is_signature_valid(key, range, signature)) {
+        throw Refusal("the new signature does not verify with the key's public half");
+    }
+    return finished_manifest(range, signature);
+}
+
+std::vector<std::string> notes_on(const FolderContent& content) {
+    std::vector<std::string> notes;
+    for (const std::string& folder : content.empty_folders) {
+        notes.push_back(printable(folder) + " is empty and not part of the release");
+    }
+    for (const std::string& pattern : content.idle_patterns) {
+        notes.push_back("--skip " + printable(pattern) + " matched nothing");
+    }
+    return notes;
+}
+
+}  // namespace
+
+PublishReport publish(const PublishOptions& options) {
+    if (options.arch != kArch) {
+        throw Refusal("there is no channel " + printable(options.arch) + "; the only one is " + std::string(kArch));
+    }
+    const Key key = load_signing_key(options.key);
+    FolderContent content = list_release_folder(options.folder, options.skip_patterns);
+    check_policy(content.files, options.release, options.arch, options.clients);
+    check_number(options);
+    signed_range(options.release, content.files);  // too many files are refused before the first is copied
+
+    Publication publication(options.tree);
+    check_number(options);  // again: only now nobody else can publish
+    PublishReport report;
+    report.size_bytes = copy_files(options.folder, files_folder(publication.staging()), content.files);
+    const std::string manifest = make_manifest(key, options.release, content.files);
+    write_new_file(manifest_path(publication.staging()), manifest, 0644);
+    publication.commit(options.release);
+
+    report.file_count = content.files.size();
+    report.manifest_bytes = manifest.size();
+    report.notes = notes_on(content);
+    report.skipped = std::move(content.skipped);
+    return report;
+}
+
+}  // namespace vandrel_release

@@ -1,0 +1,34 @@
+// `publish`: a client folder and a release number become a signed manifest and a release in the tree that is served.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace vandrel_release {
+
+struct PublishOptions {
+    std::filesystem::path folder;  // a complete client folder
+    std::filesystem::path tree;
+    std::filesystem::path key;  // the private key, PEM
+    std::uint32_t release = 0;
+    std::string arch = "64";
+    std::vector<std::string> clients;        // executables whose players get the release; empty: those that it holds
+    std::vector<std::string> skip_patterns;  // see list_release_folder
+    bool allow_older = false;                // a number below the newest in the tree
+};
+
+struct PublishReport {
+    std::uint64_t file_count = 0;
+    std::uint64_t size_bytes = 0;  // of all files
+    std::uint64_t manifest_bytes = 0;
+    std::vector<std::string> skipped;
+    std::vector<std::string> notes;  // what the publisher may want to know; one line each
+};
+
+// Throws Refusal, or std::filesystem::filesystem_error if a folder can't be read or written. The served releases are
+// then what they were. Success: the release is durable, and it is the one that clients get.
+PublishReport publish(const PublishOptions& options);
+
+}  // namespace vandrel_release

@@ -1,0 +1,40 @@
+#include "release/refusal.h"
+
+#include <openssl/asn1.h>
+#include <openssl/err.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace vandrel_release {
+
+void refuse_system(const std::string& what, int error) {
+    throw Refusal(what + ": " + std::strerror(error));
+}
+
+void refuse_crypto(const std::string& what) {
+    const unsigned long code = ERR_get_error();
+    ERR_clear_error();
+    const char* reason = code == 0 ? nullptr : ERR_reason_error_string(code);
+    throw Refusal(reason == nullptr ? what : what + ": " + reason);
+}
+
+std::string printable(const std::string& path) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string shown;
+    for (std::size_t at = 0; at < path.size();) {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(path.data()) + at;
+        unsigned long character = 0;
+        const int length = UTF8_getc(bytes, static_cast<int>(std::min<std::size_t>(path.size() - at, 4)), &character);
+        if (length > 0 && character >= 0x20 && character != 0x7F) {
+            shown.append(path, at, static_cast<std::size_t>(length));
+            at += static_cast<std::size_t>(length);
+        } else {
+            shown += {'\\', 'x', kDigits[*bytes >> 4U], kDigits[*bytes & 15U]};
+            ++at;
+        }
+    }
+    return shown;
+}
+
+}  // namespace vandrel_release

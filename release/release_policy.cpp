@@ -1,0 +1,111 @@
+#include "release/release_policy.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "base/failure.h"
+#include "launcher/launch_options.h"
+#include "manifest/manifest_policy.h"
+#include "release/refusal.h"
+#include "safefs/text_encoding.h"
+#include "winsim/world.h"
+
+namespace vandrel_release {
+namespace {
+
+constexpr std::string_view kClientMissing = "Manifesto sem init.lua ou backend selecionado.";
+constexpr const wchar_t* kClientFolder = L"C:\\Client";
+
+using Entries = std::vector<vandrel::ManifestEntry>;
+
+// The names that the helper takes for "/CLIENT".
+std::array<std::string, 2> client_names(const std::string& arch) {
+    return {"brindler_dx_x" + arch + ".exe", "brindler_gl_x" + arch + ".exe"};
+}
+
+std::vector<std::string> clients_in(const std::vector<ReleaseFile>& files, const std::string& arch) {
+    std::vector<std::string> found;
+    for (const std::string& name : client_names(arch)) {
+        if (std::any_of(files.begin(), files.end(), [&](const ReleaseFile& file) {
+                return ::strcasecmp(file.path.c_str(), name.c_str()) == 0;  // as the helper compares
+            })) {
+            found.push_back(name);
+        }
+    }
+    if (found.empty()) {
+        throw Refusal("the folder holds no client executable");
+    }
+    return found;
+}
+
+// The helper's reason to refuse the first `count` entries as a release; empty if it takes them.
+std::string reason_against(const Entries& entries, std::size_t count, std::uint32_t release,
+                           const vandrel::LaunchOptions& options) {
+    try {
+        const Entries first(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(count));
+        vandrel::validate_manifest_policy(first, release, options);
+        return "";
+    } catch (const vandrel::Failure& failure) {
+        return vandrel::wide_to_utf8(failure.message);
+    }
+}
+
+// The helper's words name no file. The breach stands in every beginning of the list that is long enough to hold it, so
+// the shortest such beginning ends with the file to blame; if even the empty one has it, no file is to blame.
+std::size_t count_up_to_breach(const Entries& entries, std::uint32_t release, const vandrel::LaunchOptions& options,
+                               const std::string& reason) {
+    std::size_t clean = 0;
+    std::size_t breached = entries.size();
+    if (reason_against(entries, 0, release, options) == reason) {
+        return 0;
+    }
+    while (breached - clean > 1) {
+        const std::size_t middle = clean + (breached - clean) / 2;
+        (reason_against(entries, middle, release, options) == reason ? breached : clean) = middle;
+    }
+    return breached;
+}
+
+void check_for_client(const Entries& entries, std::uint32_t release, const vandrel::LaunchOptions& options) {
+    const std::string reason = reason_against(entries, entries.size(), release, options);
+    if (reason.empty()) {
+        return;
+    }
+    if (reason == kClientMissing) {
+        throw Refusal(vandrel::wide_to_utf8(options.client_executable) + ": " + reason);
+    }
+    const std::size_t count = count_up_to_breach(entries, release, options, reason);
+    throw Refusal(count == 0 ? reason : printable(std::string(entries[count - 1].path)) + ": " + reason);
+}
+
+}  // namespace
+
+void check_policy(const std::vector<ReleaseFile>& files, std::uint32_t release, const std::string& arch,
+                  const std::vector<std::string>& clients) {
+    const std::array<std::string, 2> known = client_names(arch);
+    for (const std::string& name : clients) {
+        if (std::find(known.begin(), known.end(), name) == known.end()) {
+            throw Refusal(printable(name) + ": no client executable of channel " + arch);
+        }
+    }
+    Entries entries;  // views into `files`
+    entries.reserve(files.size());
+    for (const ReleaseFile& file : files) {
+        entries.push_back({file.path, file.size, file.sha256});
+    }
+    winsim::World world;  // a machine with an empty client folder, for the part of the policy that looks at the disk
+    world.disk.make_folder(kClientFolder);
+    const winsim::World::Guard guard(world);
+    for (const std::string& client : clients.empty() ? clients_in(files, arch) : clients) {
+        vandrel::LaunchOptions options;
+        options.arch = vandrel::utf8_to_wide(arch);
+        options.client_executable = vandrel::utf8_to_wide(client);
+        options.client_root = kClientFolder;
+        check_for_client(entries, release, options);
+    }
+}
+
+}  // namespace vandrel_release

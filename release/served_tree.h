@@ -1,0 +1,44 @@
+// What the endpoint may hand out: manifests of the tree, and the files that they list. Safe to use from several
+// threads.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "release/files.h"
+
+namespace vandrel_release {
+
+struct ServedFile {
+    FileHandle file;
+    std::uint64_t size = 0;
+};
+
+class ServedTree {
+ public:
+    explicit ServedTree(std::filesystem::path tree) : tree_(std::move(tree)) {}
+
+    // The manifest of the current release; nothing if none is published.
+    std::optional<ServedFile> open_manifest();
+
+    // A file of a release, by the exact spelling in that release's manifest; nothing if there is no such release, or
+    // the manifest doesn't list it. A listed file that is missing or has another size is damage: Refusal.
+    std::optional<ServedFile> open_file(std::uint32_t release, const std::string& path);
+
+ private:
+    using Sizes = std::unordered_map<std::string, std::uint64_t>;
+    std::shared_ptr<const Sizes> listed_sizes(std::uint32_t release);
+
+    std::filesystem::path tree_;
+    std::mutex mutex_;
+    // A published release never changes, so its list is read once; few are kept, since a list can have 100000 entries.
+    std::map<std::uint32_t, std::shared_ptr<const Sizes>> lists_;
+};
+
+}  // namespace vandrel_release

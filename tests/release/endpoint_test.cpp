@@ -1,0 +1,261 @@
+// The endpoint, asked over HTTPS.
+#include <httplib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <mutex>
+
+#include "release/command_line.h"
+#include "release/endpoint.h"
+#include "release/test_certificate.h"
+#include "release_test.h"
+
+namespace release_test {
+namespace {
+
+const std::string kPath = "/client-brd/updater.php";
+const std::string kDownload = kPath + "?action=download&arch=64&release=2&file=";
+
+class EndpointTest : public ReleaseTest {
+ protected:
+    EndpointTest() {
+        make_folder(smallest_client());
+        EXPECT_EQ(publish("1").exit_code, 0);
+        client_ = smallest_client();
+        client_["init.lua"] = "print(2)\n";
+        client_["data/Mapa do céu + 100%.png"] = "map";
+        client_["data/nothing"] = "";
+        client_["data/large"] = std::string(20U << 20U, 'x') + "end";
+        make_folder(client_);
+        EXPECT_EQ(publish("2").exit_code, 0);
+    }
+
+    void start() {
+        const auto certificate = vandrel_release::make_test_certificate(top_ / "tls", {"updates.example"});
+        const auto log = [this](const std::string& line) {
+            const std::scoped_lock lock(mutex_);
+            log_.push_back(line);
+        };
+        endpoint_ = std::make_unique<vandrel_release::Endpoint>(
+            vandrel_release::EndpointOptions{tree_, "127.0.0.1", 0, certificate.certificate, certificate.key, log});
+    }
+
+    std::unique_ptr<httplib::SSLClient> new_client() const {
+        auto client = std::make_unique<httplib::SSLClient>("127.0.0.1", endpoint_->port());
+        client->set_ca_cert_path((top_ / "tls/ca.pem").c_str());
+        client->enable_server_certificate_verification(true);
+        client->set_keep_alive(true);
+        return client;
+    }
+
+    int status_of(const std::string& target) const {
+        const httplib::Result result = new_client()->Get(target);
+        return result ? result->status : -1;
+    }
+
+    // Lines come once an answer is complete, which a client may see first: the endpoint's end is waited for.
+    std::vector<std::string> final_log() {
+        endpoint_.reset();
+        return log_;
+    }
+
+    Files client_;
+    std::mutex mutex_;
+    std::vector<std::string> log_;
+    std::unique_ptr<vandrel_release::Endpoint> endpoint_;  // last: it logs until it is gone
+};
+
+TEST_F(EndpointTest, the_manifest_and_every_file_come_whole_over_one_connection) {
+    start();
+    const auto client = new_client();
+    const auto expect_body = [&](const std::string& target, const std::string& body) {
+        const httplib::Result result = client->Get(target);
+        ASSERT_TRUE(result) << httplib::to_string(result.error());
+        EXPECT_EQ(result->status, 200);
+        EXPECT_TRUE(result->body == body) << target;
+        EXPECT_EQ(result->get_header_value("Content-Length"), std::to_string(body.size()));
+        EXPECT_EQ(result->get_header_value("Content-Type"), "application/octet-stream");
+        EXPECT_EQ(result->get_header_value("Cache-Control"), "no-store");
+        EXPECT_FALSE(result->has_header("Transfer-Encoding"));
+    };
+    const std::string manifest = read(tree_ / "64/releases/2/manifest.bin");
+    expect_body(kPath + "?action=manifest&arch=64", manifest);
+    expect_body(kDownload + "init.lua", "print(2)\n");
+    expect_body(kDownload + "data%2FMapa%20do%20c%C3%A9u%20%2B%20100%25.png", "map");
+    expect_body(kDownload + "data%2fnothing", "");
+    expect_body(kDownload + "data%2Flarge", client_["data/large"]);
+    expect_body(kPath + "?action=download&arch=64&release=1&file=init.lua", "print(1)\n");
+
+    client->stop();
+    EXPECT_EQ(final_log(), (std::vector<std::string>{
+                               "manifest 200 " + std::to_string(manifest.size()) + " bytes", "download init.lua 200",
+                               "download data/Mapa do céu + 100%.png 200", "download data/nothing 200",
+                               "download data/large 200", "download init.lua 200"}));
+}
+
+TEST_F(EndpointTest, whatever_is_not_there_is_404_and_a_malformed_query_is_400) {
+    write(tree_ / "64/releases/2/files/data/unlisted", "secret");
+    write(tree_ / "64/releases/2/files/secret", "secret");
+    start();
+    const std::pair<std::string, int> table[] = {
+        {"/", 404},
+        {"/client-brd/", 404},
+        {"/client-brd/updater.php/x?action=manifest&arch=64", 404},
+        {"/client-brd/updaterxphp?action=manifest&arch=64", 404},
+        {kPath + "?action=manifest&arch=32", 404},
+        {kPath + "?action=list&arch=64", 404},
+        {kPath + "?action=download&arch=32&release=2&file=init.lua", 404},
+        {kPath + "?action=download&arch=64&release=3&file=init.lua", 404},
+        {kDownload + "data%2Funlisted", 404},
+        {kDownload + "data", 404},
+        {kDownload + "data%2F", 404},
+        {kDownload + "INIT.LUA", 404},
+        {kDownload + "..%2Fmanifest.bin", 404},
+        {kDownload + "../manifest.bin", 404},
+        {kDownload + "data%2F..%2Fsecret", 404},
+        {kDownload + "data%2F..%2Finit.lua", 404},
+        {kDownload + "data%5Cnothing", 404},
+        {kDownload + "%2Fetc%2Fpasswd", 404},
+        {kDownload + (folder_ / "init.lua").string(), 404},
+        {kDownload + "init.lua%00", 404},
+        {kDownload, 404},
+        {kPath, 400},
+        {kPath + "?", 400},
+        {kPath + "?action=manifest", 400},
+        {kPath + "?arch=64", 400},
+        {kPath + "?action=manifest&arch=64&release=2", 400},
+        {kPath + "?action=manifest&action=download&arch=64", 400},
+        {kPath + "?action=download&arch=64&release=2", 400},
+        {kPath + "?action=download&arch=64&release=..%2F..%2F64&file=init.lua", 400},
+        {kPath + "?action=download&arch=64&release=02&file=init.lua", 400},
+        {kPath + "?action=download&arch=64&release=0&file=init.lua", 400},
+        {kPath + "?action=download&arch=64&release=4294967298&file=init.lua", 400},
+        {kDownload + "init%2", 400},
+        {kDownload + "init%GG.lua", 400},
+    };
+    for (const auto& [target, status] : table) {
+        EXPECT_EQ(status_of(target), status) << target;
+    }
+    EXPECT_EQ(new_client()->Post(kPath + "?action=manifest&arch=64")->status, 404);
+}
+
+TEST_F(EndpointTest, a_damaged_tree_is_500_and_a_link_in_it_is_not_followed) {
+    const fs::path files = tree_ / "64/releases/2/files";
+    write(files / "init.lua", "another length");
+    fs::remove(files / "data/nothing");
+    fs::rename(files / "data", top_ / "elsewhere");
+    fs::create_directory_symlink(top_ / "elsewhere", files / "data");
+    start();
+    EXPECT_EQ(status_of(kDownload + "init.lua"), 500);
+    EXPECT_EQ(status_of(kDownload + "data/large"), 500);
+    EXPECT_EQ(status_of(kDownload + "brindler_dx_x64.exe"), 200);
+    EXPECT_EQ(final_log(),
+              (std::vector<std::string>{"error: init.lua of release 2 is missing or damaged", "download init.lua 500",
+                                        "error: data/large of release 2 is missing or damaged",
+                                        "download data/large 500", "download brindler_dx_x64.exe 200"}));
+}
+
+TEST_F(EndpointTest, a_release_published_while_it_serves_is_served) {
+    start();
+    EXPECT_EQ(status_of(kPath + "?action=download&arch=64&release=3&file=init.lua"), 404);
+    ASSERT_EQ(publish("3").exit_code, 0);
+    const httplib::Result manifest = new_client()->Get(kPath + "?action=manifest&arch=64");
+    ASSERT_TRUE(manifest);
+    EXPECT_TRUE(manifest->body == read(tree_ / "64/releases/3/manifest.bin"));
+    EXPECT_EQ(status_of(kPath + "?action=download&arch=64&release=3&file=init.lua"), 200);
+}
+
+TEST_F(EndpointTest, tls_1_2_is_spoken_alone_and_the_certificate_names_its_hosts_alone) {
+    start();
+    const auto newer = new_client();
+    SSL_CTX_set_min_proto_version(newer->ssl_context(), TLS1_3_VERSION);
+    EXPECT_EQ(newer->Get(kPath).error(), httplib::Error::SSLConnection);
+    const auto older = new_client();
+    SSL_CTX_set_max_proto_version(older->ssl_context(), TLS1_1_VERSION);
+    EXPECT_EQ(older->Get(kPath).error(), httplib::Error::SSLConnection);
+
+    const std::pair<const char*, bool> hosts[] = {
+        {"updates.example", true}, {"localhost", true}, {"other.example", false}};
+    for (const auto& [host, known] : hosts) {
+        httplib::SSLClient client(host, endpoint_->port());
+        client.set_hostname_addr_map({{host, "127.0.0.1"}});
+        client.set_ca_cert_path((top_ / "tls/ca.pem").c_str());
+        client.enable_server_certificate_verification(true);
+        EXPECT_EQ(static_cast<bool>(client.Get(kPath)), known) << host;
+    }
+}
+
+TEST_F(EndpointTest, a_client_that_leaves_early_hurts_nobody) {
+    start();
+    const httplib::Result broken =
+        new_client()->Get(kDownload + "data%2Flarge", [](const char*, std::size_t) { return false; });
+    EXPECT_EQ(broken.error(), httplib::Error::Canceled);
+    EXPECT_EQ(status_of(kDownload + "init.lua"), 200);
+    std::vector<std::string> log = final_log();
+    std::sort(log.begin(), log.end());  // the broken answer may end later than the other
+    EXPECT_EQ(log, (std::vector<std::string>{"download data/large 200 broken off", "download init.lua 200"}));
+}
+
+TEST_F(EndpointTest, the_command_says_when_it_is_ready_and_ends_with_a_signal) {
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    const std::string tls = (top_ / "tls").string();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::dup2(ends[1], STDOUT_FILENO);
+        const char* argv[] = {"vandrel-release",    "serve",     "--tree", tree_.c_str(),    "--port", "0",
+                              "--make-certificate", tls.c_str(), "--host", "updates.example"};
+        ::_exit(vandrel_release::run_command_line(std::size(argv), argv, std::cout, std::cerr));
+    }
+    ::close(ends[1]);
+    FILE* output = ::fdopen(ends[0], "r");
+    char line[128] = {};
+    EXPECT_NE(std::fgets(line, sizeof line, output), nullptr);
+    int port = 0;
+    EXPECT_EQ(std::sscanf(line, "serving https://127.0.0.1:%d/client-brd/updater.php\n", &port), 1) << line;
+    {
+        httplib::SSLClient client("127.0.0.1", port);
+        client.set_ca_cert_path((tls + "/ca.pem").c_str());
+        client.enable_server_certificate_verification(true);
+        const httplib::Result result = client.Get(kDownload + "init.lua");
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->body, "print(2)\n");
+    }
+    ::kill(child, SIGTERM);
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_NE(std::fgets(line, sizeof line, output), nullptr);
+    EXPECT_STREQ(line, "download init.lua 200\n");
+    std::fclose(output);
+    EXPECT_EQ(fs::status(tls + "/server.key").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(EndpointTest, what_cannot_be_served_is_refused_in_one_line) {
+    start();
+    const std::string port = std::to_string(endpoint_->port());
+    const std::string tls = (top_ / "tls").string();
+    const std::vector<std::string> with_pair{"--certificate", tls + "/server.pem", "--certificate-key",
+                                             tls + "/server.key"};
+    std::vector<std::string> arguments{"serve", "--tree", tree_.string(), "--port", port};
+    arguments.insert(arguments.end(), with_pair.begin(), with_pair.end());
+    EXPECT_EQ(run(arguments).err, "vandrel-release: cannot listen on 127.0.0.1 port " + port + "\n");
+    arguments[2] = (top_ / "nowhere").string();
+    EXPECT_EQ(run(arguments).err, "vandrel-release: " + arguments[2] + " is not a folder\n");
+    const Outcome mismatch = run({"serve", "--tree", tree_.string(), "--certificate", tls + "/ca.pem",
+                                  "--certificate-key", tls + "/server.key"});
+    EXPECT_EQ(mismatch.exit_code, 1);
+    EXPECT_EQ(mismatch.err, "vandrel-release: cannot use the certificate " + tls + "/ca.pem with the key " + tls +
+                                "/server.key: key values mismatch\n");
+    EXPECT_EQ(run({"serve", "--tree", tree_.string(), "--make-certificate", tls, "--host", "a,DNS:b"}).err,
+              "vandrel-release: a,DNS:b is no host name\n");
+}
+
+}  // namespace
+}  // namespace release_test

@@ -1,0 +1,51 @@
+// The worked example of docs/publishing.md is a real manifest.
+#include <span>
+#include <sstream>
+
+#include "manifest/signed_manifest.h"
+#include "release/manifest_format.h"
+#include "release_test.h"
+#include "winsim/world.h"
+
+namespace release_test {
+namespace {
+
+// The bytes of the one hex dump in the guide: lines of "OFFSET: 16 bytes  text".
+std::string dumped_bytes(const std::string& guide) {
+    std::istringstream lines(guide);
+    std::string bytes;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.size() < 10 || line[8] != ':' || line.find_first_not_of("0123456789abcdef") != 8) {
+            continue;
+        }
+        std::istringstream values(line.substr(10, 48));
+        for (unsigned value = 0; values >> std::hex >> value;) {
+            bytes += static_cast<char>(value);
+        }
+    }
+    return bytes;
+}
+
+class PublishingGuide : public ReleaseTest {};
+
+TEST_F(PublishingGuide, the_example_is_what_the_tool_signs_and_the_helper_accepts_it) {
+    const fs::path root = fs::path(VANDREL_DEVELOPMENT_KEY).parent_path().parent_path();
+    const std::string example = dumped_bytes(read(root / "docs/publishing.md"));
+    make_folder({{"brindler_dx_x64.exe", "MZ"}, {"init.lua", "print(\"oi\")\n"}});
+    ASSERT_EQ(publish("2").exit_code, 0);
+    const std::string made = read(tree_ / "64/releases/2/manifest.bin");
+    ASSERT_EQ(example.size(), made.size());
+    const std::size_t unsalted = made.size() - vandrel_release::kSignatureBytes;
+    EXPECT_EQ(example.substr(0, unsalted), made.substr(0, unsalted));
+
+    winsim::World world;
+    const winsim::World::Guard guard(world);
+    std::uint32_t release = 0;
+    std::vector<vandrel::ManifestEntry> entries;
+    std::wstring error;
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(example.data()), example.size());
+    EXPECT_TRUE(vandrel::parse_signed_manifest(bytes, release, entries, error));
+}
+
+}  // namespace
+}  // namespace release_test

@@ -1,0 +1,80 @@
+#include "release_test.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "release/command_line.h"
+
+namespace release_test {
+namespace {
+
+fs::path new_folder() {
+    std::string name = (fs::temp_directory_path() / "vandrel-release-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) {
+        throw std::runtime_error("no temporary folder");
+    }
+    return name;
+}
+
+}  // namespace
+
+Outcome run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "vandrel-release");
+    std::vector<const char*> argv;
+    for (const std::string& argument : arguments) {
+        argv.push_back(argument.c_str());
+    }
+    std::ostringstream out;
+    std::ostringstream err;
+    const int exit_code = vandrel_release::run_command_line(static_cast<int>(argv.size()), argv.data(), out, err);
+    return {exit_code, out.str(), err.str()};
+}
+
+void write(const fs::path& path, const std::string& content) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+std::string read(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file.good()) << path;
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+Files everything_in(const fs::path& folder) {
+    Files found;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+        const std::string path = entry.path().string().substr(folder.string().size() + 1);
+        found[path] = entry.is_directory() ? "folder" : read(entry.path());
+    }
+    return found;
+}
+
+Files smallest_client() {
+    return {{"init.lua", "print(1)\n"}, {"brindler_dx_x64.exe", "client"}};
+}
+
+ReleaseTest::ReleaseTest() : top_(new_folder()) {}
+
+ReleaseTest::~ReleaseTest() {
+    fs::remove_all(top_);
+}
+
+void ReleaseTest::make_folder(const Files& files) {
+    fs::remove_all(folder_);
+    for (const auto& [path, content] : files) {
+        write(folder_ / path, content);
+    }
+}
+
+Outcome ReleaseTest::publish(const std::string& release, const std::vector<std::string>& more) {
+    std::vector<std::string> arguments{"publish", "--folder",     folder_.string(),
+                                       "--tree",  tree_.string(), "--release",
+                                       release,   "--key",        VANDREL_DEVELOPMENT_KEY};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return run(arguments);
+}
+
+}  // namespace release_test

@@ -1,0 +1,49 @@
+// What the tests of the release tool stand on: a temporary folder, client folders in one line, the tool's command line.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace release_test {
+
+namespace fs = std::filesystem;
+
+using Files = std::map<std::string, std::string>;  // path with "/" to content
+
+// How one command of vandrel-release ended.
+struct Outcome {
+    int exit_code = -1;
+    std::string out;
+    std::string err;
+};
+
+Outcome run(std::vector<std::string> arguments);
+
+void write(const fs::path& path, const std::string& content);
+std::string read(const fs::path& path);
+// Everything beneath a folder: contents of files, "folder" for folders.
+Files everything_in(const fs::path& folder);
+
+// The smallest folder that can be published.
+Files smallest_client();
+
+class ReleaseTest : public ::testing::Test {
+ protected:
+    ReleaseTest();
+    ~ReleaseTest() override;
+
+    // Makes the folder `folder_` hold exactly this.
+    void make_folder(const Files& files);
+    // `publish` of `folder_` into `tree_` with the development key; `more` are further arguments.
+    Outcome publish(const std::string& release, const std::vector<std::string>& more = {});
+
+    fs::path top_;  // empty at first, removed at the end
+    fs::path folder_ = top_ / "client";
+    fs::path tree_ = top_ / "tree";
+};
+
+}  // namespace release_test

@@ -53,3 +53,9 @@ foreach(script IN LISTS wine_scripts)
     string(REGEX REPLACE "_test$" "" name "${name}")
     vandrel_add_wine_test(${name} "${script}")
 endforeach()
+
+# Each probe says the same on the simulated Windows and under Wine, but for the differences that it names itself.
+foreach(source IN LISTS probe_sources)
+    cmake_path(GET source STEM name)
+    vandrel_add_wine_test(probe.${name} "${CMAKE_SOURCE_DIR}/tests/probes/run.py" ${name})
+endforeach()

@@ -84,7 +84,7 @@ void Staging::stage(const ManifestEntry& entry) {
 }
 
 // Makes the transaction's folder and tags it, before a byte is downloaded. A failure leaves what it made to the sweep.
-void begin_transaction(const LaunchOptions& options, const TransactionPlan& plan) {
+void begin_transaction(const LaunchOptions& options, TransactionPlan& plan) {
     try {
         sweep_stale_transactions(options);
     } catch (...) {  // old folders wait for a later run
@@ -94,7 +94,7 @@ void begin_transaction(const LaunchOptions& options, const TransactionPlan& plan
     write_file_atomic(options.client_root, join(folder, L"staging.transaction"), serialize_transaction(plan));
 }
 
-void stage_hand_over_install(const LaunchOptions& options, const TransactionPlan& plan, HANDLE client_process,
+void stage_hand_over_install(const LaunchOptions& options, TransactionPlan& plan, HANDLE client_process,
                              bool& handed_off) {
     write_status(options, L"downloading", 0, L"Baixando arquivos verificados...");
     Staging(options, plan).stage_all();
@@ -133,7 +133,7 @@ void relaunch_closed_client(const LaunchOptions& options, HANDLE client_process)
 
 }  // namespace
 
-void apply_phase(const LaunchOptions& options, const TransactionPlan& plan, HANDLE client_process) {
+void apply_phase(const LaunchOptions& options, TransactionPlan& plan, HANDLE client_process) {
     begin_transaction(options, plan);
     bool handed_off = false;
     try {

@@ -20,8 +20,8 @@ namespace {
 
 // `error` belongs to the run: a message that one entry leaves in it is another's, too.
 void load_manifest(LaunchOptions& options, Manifest& manifest, std::wstring& error) {
-    manifest.signed_bytes = fetch_manifest(options);
-    if (!parse_signed_manifest(manifest.signed_bytes, manifest.release, manifest.entries, error)) {
+    manifest.signed_bytes = SignedBytes(fetch_manifest(options));
+    if (!parse_signed_manifest(manifest.signed_bytes.document(), manifest.release, manifest.entries, error)) {
         throw Failure(std::move(error));
     }
     validate_manifest_policy(manifest.entries, manifest.release, options);
@@ -39,6 +39,7 @@ void measure(const std::wstring& target, ManifestEntry& prior, std::wstring& err
 
 // Plans every file of the release that the folder doesn't hold as it should be.
 void compare(const LaunchOptions& options, TransactionPlan& plan, std::wstring& error) {
+    plan.files.reserve(plan.manifest.entries.size());
     for (std::size_t index = 0; index < plan.manifest.entries.size(); ++index) {
         if (read_command(options) == kCancel) throw Failure(kCancelled);
         const ManifestEntry& entry = plan.manifest.entries[index];

@@ -1,5 +1,6 @@
 #include "launcher/final_report.h"
 
+#include <string_view>
 #include <vector>
 
 #include "base/failure.h"
@@ -13,9 +14,10 @@ namespace vandrel {
 
 namespace {
 
-void write_quietly(const LaunchOptions& options, const std::wstring& state, const std::wstring& detail) {
+// Takes views: where memory is short, copying the texts must fail in here.
+void write_quietly(const LaunchOptions& options, std::wstring_view state, std::wstring_view detail) {
     try {
-        write_status(options, state, 0, detail);
+        write_status(options, std::wstring(state), 0, std::wstring(detail));
     } catch (...) {  // the earlier status stands
     }
 }
@@ -38,7 +40,7 @@ bool read_job_and_status(const std::vector<std::wstring>& arguments, LaunchOptio
     return jobs == 1 && statuses == 1;
 }
 
-void report_on_command_line(const std::wstring& message) {
+void report_on_command_line(std::wstring_view message) {
     std::vector<std::wstring> arguments;
     if (!read_arguments(arguments)) return;
     LaunchOptions parsed;
@@ -49,7 +51,7 @@ void report_on_command_line(const std::wstring& message) {
     // The file itself, not just its folder: nothing else has vouched for this path.
     if (!path_prefixes_free_of_reparse(parsed.status_path)) return;
     const LaunchOptions options(parsed);
-    write_status(options, L"error", 0, message);
+    write_status(options, L"error", 0, std::wstring(message));
 }
 
 }  // namespace
@@ -73,7 +75,7 @@ void report_exception(const LaunchOptions* options) {
     }
 }
 
-void report_failure_best_effort(const std::wstring& message) {
+void report_failure_best_effort(std::wstring_view message) {
     try {
         report_on_command_line(message);
     } catch (...) {  // then the exit code says it alone

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "launcher/launch_options.h"
 
@@ -19,6 +20,6 @@ void report_exception(const LaunchOptions* options);
 
 // Writes "error" with `message` to the status path on the command line, if that is beyond doubt a status path of this
 // client: one /JOB=, one /STATUS=, and every rule of the path. Otherwise nothing.
-void report_failure_best_effort(const std::wstring& message);
+void report_failure_best_effort(std::wstring_view message);
 
 }  // namespace vandrel

@@ -15,7 +15,7 @@ constexpr int kReplaceAttempts = 20;
 constexpr DWORD kReplacePauseMs = 25;
 
 // Creates `temporary`, writes `content`, flushes and closes.
-void write_temporary(const std::wstring& temporary, const Bytes& content) {
+void write_temporary(const std::wstring& temporary, std::span<const std::uint8_t> content) {
     const FileHandle file(CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                       FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
     if (!file) throw Failure(system_error_text(L"Criar arquivo temporario", GetLastError()));
@@ -70,7 +70,8 @@ Bytes read_file_bounded(const std::wstring& path, std::uint64_t limit) {
     return content;
 }
 
-void write_file_atomic(const std::wstring& root, const std::wstring& destination, const Bytes& content) {
+void write_file_atomic(const std::wstring& root, const std::wstring& destination,
+                       std::span<const std::uint8_t> content) {
     std::wstring error;
     if (!validate_download_destination(root, destination, error)) throw Failure(std::move(error));
     const std::wstring temporary = qm_streaming::make_part_path(destination);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "base/bytes.h"
@@ -25,7 +26,8 @@ Bytes read_file_bounded(const std::wstring& path, std::uint64_t limit);
 //   "Criar arquivo temporario (N)...", "Falha ao gravar arquivo temporario.",
 //   "Sincronizar arquivo (N)..." with N the last error from before the flush,
 //   the message of promote_part's last attempt (streaming/partial_files.h)
-void write_file_atomic(const std::wstring& root, const std::wstring& destination, const Bytes& content);
+void write_file_atomic(const std::wstring& root, const std::wstring& destination,
+                       std::span<const std::uint8_t> content);
 
 // Removes a leftover plain file. True if it is gone or was never there; a folder or reparse point is left alone.
 bool discard_temporary_file(const std::wstring& path);

@@ -56,7 +56,7 @@ void prove_installed(const ManifestEntry& entry, const TransactionPaths& paths) 
 
 }  // namespace
 
-void install_transaction(const LaunchOptions& options, const TransactionPlan& plan) {
+void install_transaction(const LaunchOptions& options, TransactionPlan& plan) {
     const std::wstring folder = transaction_folder(options, plan);
     ensure_no_other_client(options);
     for (const PlanEntry& file : plan.files) {

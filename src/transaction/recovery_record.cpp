@@ -1,7 +1,9 @@
 #include "transaction/recovery_record.h"
 
+#include <algorithm>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "base/failure.h"
 #include "manifest/manifest_fetch.h"
@@ -17,6 +19,8 @@ constexpr std::string_view kMagic = "VUT1";
 constexpr std::size_t kJobSize = 32;
 constexpr std::size_t kFixedSize = 44;  // magic, job, the manifest's length and the count
 constexpr std::size_t kEntrySize = 45;
+static_assert(kMagic.size() + kJobSize + 4 == SignedBytes::kRoomInFront);
+static_assert(kLargestRecord == SignedBytes::kLargestBuffer);
 static_assert(kLargestRecordManifest == kLargestManifest, "what can be fetched can be recorded");
 static_assert(kFixedSize + kLargestRecordManifest + kEntrySize * kLargestEntryCount <= kLargestRecord);
 
@@ -26,15 +30,17 @@ std::wstring parse_job(ByteReader& reader) {
     return job_id;
 }
 
-void parse_manifest(ByteReader& reader, const LaunchOptions& options, Manifest& manifest) {
+std::uint32_t parse_manifest_length(ByteReader& reader) {
     const std::wstring cut = L"Manifesto de recuperacao truncado.";
     require(reader.has(4), cut);
     const std::uint32_t length = reader.read_u32();
     require(length <= kLargestRecordManifest && reader.has(length), cut);
-    const auto bytes = reader.read_bytes(length);
-    manifest.signed_bytes.assign(bytes.begin(), bytes.end());
+    return length;
+}
+
+void verify_manifest(const LaunchOptions& options, Manifest& manifest) {
     std::wstring error;
-    if (!parse_signed_manifest(manifest.signed_bytes, manifest.release, manifest.entries, error)) {
+    if (!parse_signed_manifest(manifest.signed_bytes.document(), manifest.release, manifest.entries, error)) {
         throw Failure(std::move(error));
     }
     validate_manifest_policy(manifest.entries, manifest.release, options);
@@ -71,30 +77,36 @@ void parse_files(ByteReader& reader, TransactionPlan& plan) {
 
 }  // namespace
 
-Bytes serialize_transaction(const TransactionPlan& plan) {
-    Bytes bytes;
-    bytes.reserve(kFixedSize + plan.manifest.signed_bytes.size() + kEntrySize * plan.files.size());
-    append_text(bytes, kMagic);
-    append_text(bytes, wide_to_utf8(plan.job_id));
-    append_u32(bytes, static_cast<std::uint32_t>(plan.manifest.signed_bytes.size()));
-    append_bytes(bytes, plan.manifest.signed_bytes);
-    append_u32(bytes, static_cast<std::uint32_t>(plan.files.size()));
+std::span<const std::uint8_t> serialize_transaction(TransactionPlan& plan) {
+    SignedBytes& manifest = plan.manifest.signed_bytes;
+    const std::wstring too_large = L"Registro de recuperacao excede limite.";
+    Bytes head;
+    append_text(head, kMagic);
+    append_text(head, wide_to_utf8(plan.job_id));
+    append_u32(head, static_cast<std::uint32_t>(manifest.size()));
+    const std::size_t tail_size = 4 + kEntrySize * plan.files.size();
+    require(head.size() + manifest.size() + tail_size <= kLargestRecord, too_large);
+    require(head.size() <= SignedBytes::kRoomInFront && tail_size <= manifest.room_behind(), too_large);
+    Bytes& record = manifest.surround(head);
+    append_u32(record, static_cast<std::uint32_t>(plan.files.size()));
     for (const PlanEntry& entry : plan.files) {
-        append_u32(bytes, entry.manifest_index);
-        append_u8(bytes, entry.existed ? 1 : 0);
-        append_u64(bytes, entry.prior.size);
-        append_bytes(bytes, entry.prior.sha256);
+        append_u32(record, entry.manifest_index);
+        append_u8(record, entry.existed ? 1 : 0);
+        append_u64(record, entry.prior.size);
+        append_bytes(record, entry.prior.sha256);
     }
-    require(bytes.size() <= kLargestRecord, L"Registro de recuperacao excede limite.");
-    return bytes;
+    return manifest.surrounded(head.size());
 }
 
-TransactionPlan parse_transaction(const Bytes& bytes, const LaunchOptions& options) {
-    ByteReader reader(bytes);
+TransactionPlan parse_transaction(Bytes bytes, const LaunchOptions& options) {
+    ByteReader reader(bytes);  // the bytes stay where they are when the plan takes them over
     require(reader.has(kFixedSize) && reader.read_text(kMagic.size()) == kMagic, L"Registro de recuperacao invalido.");
     TransactionPlan plan;
     plan.job_id = parse_job(reader);
-    parse_manifest(reader, options, plan.manifest);
+    const std::uint32_t length = parse_manifest_length(reader);
+    reader.read_bytes(length);
+    plan.manifest.signed_bytes = SignedBytes(std::move(bytes), length);
+    verify_manifest(options, plan.manifest);
     parse_files(reader, plan);
     require(reader.remaining() == 0, L"Dados extras no registro de recuperacao.");
     return plan;

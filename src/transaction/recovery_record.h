@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "base/bytes.h"
 #include "launcher/launch_options.h"
@@ -13,12 +14,15 @@ namespace vandrel {
 inline constexpr std::uint64_t kLargestRecord = 33554432;          // bytes, 32 MiB
 inline constexpr std::uint32_t kLargestRecordManifest = 16777216;  // bytes, 16 MiB
 
-// The record's bytes, 44 + N + 45 P for a manifest of N bytes and P files. What the plan holds is written as it stands,
-// unchecked. Failure "Registro de recuperacao excede limite." above 32 MiB.
-Bytes serialize_transaction(const TransactionPlan& plan);
+// The record's bytes, 44 + N + 45 P for a manifest of N bytes and P files, made around the manifest's own (see
+// SignedBytes) and good until the plan goes or is serialized again. What the plan holds is written as it stands,
+// unchecked; a job of more than 32 bytes, which transaction_folder refuses before, has no room. Failure "Registro de
+// recuperacao excede limite." above 32 MiB; a parsed plan has room for the record that it came from and no more.
+std::span<const std::uint8_t> serialize_transaction(TransactionPlan& plan);
 
-// The plan of a record, complete or not at all; the reader is the strict side. The manifest in it is verified afresh:
-// its signature, and its policy as of today and on today's folder. Failure, in the order of the checks:
+// The plan of a record, complete or not at all; it keeps the record's bytes as its manifest's. The reader is the strict
+// side. The manifest in it is verified afresh: its signature, and its policy as of today and on today's folder.
+// Failure, in the order of the checks:
 //   "Registro de recuperacao invalido."       under 44 bytes, or another magic
 //   "Job de recuperacao invalido."            not 32 hexadecimal characters
 //   "Manifesto de recuperacao truncado."      its length is missing, over 16 MiB, or more than what remains
@@ -26,6 +30,6 @@ Bytes serialize_transaction(const TransactionPlan& plan);
 //   "Plano de recuperacao invalido."          no count, or more files than the manifest lists
 //   "Entrada de recuperacao invalida."        an entry cut, out of range, repeated, or with a bad flag or size
 //   "Dados extras no registro de recuperacao."
-TransactionPlan parse_transaction(const Bytes& bytes, const LaunchOptions& options);
+TransactionPlan parse_transaction(Bytes bytes, const LaunchOptions& options);
 
 }  // namespace vandrel

@@ -1,0 +1,23 @@
+#include "manifest/manifest.h"
+
+#include <algorithm>
+
+namespace vandrel {
+
+SignedBytes::SignedBytes(std::span<const std::uint8_t> document) : size_(document.size()) {
+    buffer_.reserve(std::max(kLargestBuffer, kRoomInFront + document.size()));
+    buffer_.resize(kRoomInFront);
+    append_bytes(buffer_, document);
+}
+
+Bytes& SignedBytes::surround(std::span<const std::uint8_t> head) {
+    buffer_.resize(kRoomInFront + size_);
+    std::ranges::copy(head, buffer_.begin() + static_cast<std::ptrdiff_t>(kRoomInFront - head.size()));
+    return buffer_;
+}
+
+std::span<const std::uint8_t> SignedBytes::surrounded(std::size_t head_size) const {
+    return std::span(buffer_).subspan(kRoomInFront - head_size);
+}
+
+}  // namespace vandrel

@@ -1,0 +1,101 @@
+#include "base/failure.h"
+
+#include <gtest/gtest.h>
+
+#include "base/bytes.h"
+#include "base/unique_handle.h"
+#include "tests/support/direct.h"
+
+namespace support {
+namespace {
+
+TEST(Failure, takes_its_text_over_and_copies_it_while_the_narrow_text_is_fixed) {
+    std::wstring text = L"Um texto para o jogador, longo demais para ficar dentro do objeto.";
+    const std::wstring expected = text;
+    const vandrel::Failure failure(std::move(text));
+    const vandrel::Failure copy(failure);
+    EXPECT_TRUE(text.empty());  // NOLINT(bugprone-use-after-move): that it is left empty is promised
+    EXPECT_EQ(failure.message, expected);
+    EXPECT_EQ(copy.message, expected);
+    EXPECT_STREQ(copy.what(), "Vandrel updater");
+}
+
+TEST(Failure, is_raised_by_require_only_when_the_condition_does_not_hold) {
+    DirectMachine machine;
+    EXPECT_EQ(machine.refusal([] { vandrel::require(true, L"Texto."); }), L"");
+    EXPECT_EQ(machine.refusal([] { vandrel::require(false, L"Texto."); }), L"Texto.");
+}
+
+TEST(SystemErrorText, ends_in_the_systems_text_with_its_line_break_or_in_the_parenthesis) {
+    DirectMachine machine;
+    const struct {
+        std::uint32_t code;
+        std::string text;
+    } rows[] = {
+        {2, "Abrir arquivo (2): The system cannot find the file specified.\r\n"},
+        {0, "Abrir arquivo (0): The operation completed successfully.\r\n"},
+        {1000000, "Abrir arquivo (1000000)"},
+        {4294967295, "Abrir arquivo (4294967295)"},
+    };
+    for (const auto& row : rows) EXPECT_EQ(narrow(vandrel::system_error_text(L"Abrir arquivo", row.code)), row.text);
+    EXPECT_EQ(machine.calls("LocalFree").size(), 2U);
+}
+
+TEST(WindowsErrorText, names_the_number_and_asks_the_system_for_nothing) {
+    DirectMachine machine;
+    EXPECT_EQ(narrow(vandrel::windows_error_text(L"WinHttpOpen", 4294967295)), "WinHttpOpen (Windows 4294967295)");
+    EXPECT_EQ(machine.world.gate.calls(), 0U);
+}
+
+std::vector<int> closed;
+
+struct NoisyKind {
+    using Value = int;
+    static Value empty() { return -1; }
+    static void close(Value value) {
+        closed.push_back(value);
+        SetLastError(6);
+    }
+};
+
+TEST(UniqueHandle, closes_each_handle_once_and_leaves_the_last_error_alone) {
+    DirectMachine machine;
+    closed.clear();
+    SetLastError(112);
+    {
+        vandrel::UniqueHandle<NoisyKind> first(1);
+        vandrel::UniqueHandle<NoisyKind> second(2);
+        const vandrel::UniqueHandle<NoisyKind> none;
+        first = std::move(second);
+        EXPECT_EQ(closed, std::vector<int>{1});
+        const vandrel::UniqueHandle<NoisyKind> third(std::move(first));
+        EXPECT_EQ(third.get(), 2);
+    }
+    EXPECT_EQ(closed, (std::vector<int>{1, 2}));
+    EXPECT_EQ(GetLastError(), 112U);
+}
+
+TEST(ByteReader, reads_little_endian_to_the_last_byte_and_never_claims_to_have_more) {
+    vandrel::Bytes bytes;
+    vandrel::append_u8(bytes, 0xFE);
+    vandrel::append_u32(bytes, 0x01020304);
+    vandrel::append_u64(bytes, 0xFFEEDDCCBBAA9988);
+    vandrel::append_text(bytes, "ab");
+    vandrel::append_bytes(bytes, std::vector<std::uint8_t>{0x34, 0x12});
+    EXPECT_EQ(bytes[1], 0x04);
+    vandrel::ByteReader reader(bytes);
+    EXPECT_EQ(reader.read_u8(), 0xFE);
+    EXPECT_EQ(reader.read_u32(), 0x01020304U);
+    EXPECT_EQ(reader.read_u64(), 0xFFEEDDCCBBAA9988U);
+    EXPECT_EQ(reader.read_text(2), "ab");
+    EXPECT_TRUE(reader.has(2));
+    EXPECT_FALSE(reader.has(3));
+    EXPECT_FALSE(reader.has(UINT64_MAX));
+    EXPECT_EQ(reader.read_u16(), 0x1234);
+    EXPECT_TRUE(reader.has(0));
+    EXPECT_FALSE(reader.has(1));
+    EXPECT_EQ(reader.position(), bytes.size());
+}
+
+}  // namespace
+}  // namespace support

@@ -1,0 +1,216 @@
+#include "safefs/small_files.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "tests/support/direct.h"
+
+namespace support {
+namespace {
+
+constexpr const wchar_t* kFile = L"C:\\Game\\data\\small.bin";
+constexpr const wchar_t* kIncomplete = L"Arquivo incompleto.";
+constexpr const wchar_t* kTooLarge = L"Arquivo excede o limite permitido.";
+constexpr DWORD kReadWriteDelete = GENERIC_READ | GENERIC_WRITE | DELETE;
+
+vandrel::Bytes bytes_of(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+class SmallFiles : public testing::Test {
+ protected:
+    SmallFiles() { machine.install({}); }
+    ~SmallFiles() override { EXPECT_EQ(machine.world.disk.open_handles(), 0U); }
+
+    std::wstring read_refusal(const std::wstring& path = kFile, std::uint64_t limit = 16) {
+        return machine.refusal([&] { vandrel::read_file_bounded(path, limit); });
+    }
+    std::wstring write_refusal(const std::string& content = "new", const std::wstring& path = kFile) {
+        return machine.refusal([&] { vandrel::write_file_atomic(kRoot, path, bytes_of(content)); });
+    }
+    Files files() const { return files_beneath(machine.world.disk, L"C:\\Game\\data"); }
+
+    DirectMachine machine;
+};
+
+TEST_F(SmallFiles, are_read_whole_up_to_the_limit_and_not_a_byte_beyond) {
+    machine.world.disk.put(kFile, std::string(16, 'x'));
+    EXPECT_EQ(vandrel::read_file_bounded(kFile, 16), bytes_of(std::string(16, 'x')));
+    EXPECT_EQ(read_refusal(kFile, 15), kTooLarge);
+    EXPECT_EQ(machine.calls("ReadFile").size(), 1U);
+    machine.world.disk.put(kFile, "");
+    EXPECT_EQ(vandrel::read_file_bounded(kFile, 0), vandrel::Bytes());
+    EXPECT_EQ(machine.calls("ReadFile").size(), 1U);
+}
+
+TEST_F(SmallFiles, are_not_read_when_they_are_missing_or_behind_a_redirection) {
+    EXPECT_EQ(read_refusal(), L"Abrir arquivo (2): The system cannot find the file specified.\r\n");
+    machine.world.disk.make_junction(L"C:\\Game\\link", L"C:\\Game\\data");
+    machine.world.gate.reset();
+    EXPECT_EQ(read_refusal(L"C:\\Game\\link\\small.bin"), L"Caminho com redirecionamento recusado.");
+    EXPECT_TRUE(machine.calls("CreateFileW").empty());
+}
+
+TEST_F(SmallFiles, are_refused_in_the_words_of_the_call_that_fails) {
+    machine.world.disk.put(kFile, "content");
+    const struct {
+        const char* call;
+        std::uint32_t error;
+        std::wstring text;
+    } rows[] = {
+        {"CreateFileW", 32, vandrel::system_error_text(L"Abrir arquivo", 32)},
+        {"GetFileSizeEx", 6, kTooLarge},
+        {"ReadFile", 1117, kIncomplete},
+        {"ReadFile", winsim::kShortTransfer, kIncomplete},
+    };
+    for (const auto& row : rows) {
+        Faults faults(machine.world);
+        faults.add(row.call, L"", row.error);
+        EXPECT_EQ(read_refusal(), row.text) << row.call;
+        EXPECT_EQ(machine.world.disk.open_handles(), 0U) << row.call;
+    }
+}
+
+TEST_F(SmallFiles, are_read_beside_any_other_user_and_a_shrunken_one_is_reported) {
+    machine.world.disk.put(kFile, "content");
+    const int client = machine.world.disk.hold(kFile, kReadWriteDelete, 7);
+    EXPECT_EQ(vandrel::read_file_bounded(kFile, 16), bytes_of("content"));
+    machine.world.gate.add_watcher([&](const winsim::Call& call, winsim::Moment moment) {
+        if (call.name != "ReadFile" || moment != winsim::Moment::before) return;
+        machine.world.disk.release(
+            machine.world.disk.hold(kFile, kReadWriteDelete, 7));  // throws if the open forbids it
+        machine.world.disk.put(kFile, "conten");
+    });
+    EXPECT_EQ(read_refusal(), kIncomplete);
+    machine.world.disk.release(client);
+}
+
+TEST_F(SmallFiles, are_durable_under_their_name_when_the_write_returns) {
+    for (const std::string& content : {std::string("first"), std::string("second, longer"), std::string()}) {
+        EXPECT_EQ(write_refusal(content), L"");
+        machine.world.disk.lose_power(machine.world.disk.all_lost());
+        EXPECT_EQ(files(), (Files{{"small.bin", content}}));
+    }
+    EXPECT_EQ(machine.calls("WriteFile").size(), 2U);
+    EXPECT_EQ(machine.calls("MoveFileExW").size(), 1U);
+    EXPECT_EQ(machine.calls("ReplaceFileW").size(), 2U);
+}
+
+TEST_F(SmallFiles, are_old_or_new_after_a_power_cut_at_any_call_of_the_write) {
+    machine.world.disk.put(kFile, "old");
+    const auto before = machine.world.disk.snapshot();
+    EXPECT_EQ(write_refusal(), L"");
+    const std::uint64_t calls = machine.world.gate.calls();
+    bool seen_old = false;
+    bool seen_new = false;
+    for (std::uint64_t number = 1; number <= calls; ++number) {
+        for (std::size_t loss = 0, losses = 1; loss < losses; ++loss) {
+            machine.world.disk.restore(before);
+            machine.world.gate.reset();
+            machine.world.gate.cut_at(number, winsim::Moment::after);
+            try {
+                vandrel::write_file_atomic(kRoot, kFile, bytes_of("new"));
+            } catch (const winsim::PowerCut&) {  // what is left of it is looked at below
+            }
+            const auto possible = machine.world.disk.losses(winsim::LossModel::journal);
+            losses = possible.size();
+            machine.world.disk.lose_power(possible[loss]);
+            const std::string content = machine.world.disk.read(kFile);
+            EXPECT_TRUE(content == "old" || content == "new")
+                << content << " after " << number << possible[loss].name();
+            (content == "old" ? seen_old : seen_new) = true;
+        }
+    }
+    EXPECT_TRUE(seen_old && seen_new);
+}
+
+TEST_F(SmallFiles, are_what_they_were_after_a_failed_write_and_no_temporary_file_stays) {
+    const struct {
+        const char* call;
+        std::uint32_t error;
+        std::wstring text;
+    } rows[] = {
+        {"CreateFileW", 5, vandrel::system_error_text(L"Criar arquivo temporario", 5)},
+        {"WriteFile", 112, L"Falha ao gravar arquivo temporario."},
+        {"WriteFile", winsim::kShortTransfer, L"Falha ao gravar arquivo temporario."},
+        {"ReplaceFileW", 1175, L"Falha na promocao atomica (Windows 1175)"},
+        {"ReplaceFileW", 1224, L"Falha na promocao atomica (Windows 1224)"},
+    };
+    machine.world.disk.put(kFile, "old");
+    for (const auto& row : rows) {
+        Faults faults(machine.world);
+        faults.add(row.call, L"", row.error);
+        EXPECT_EQ(write_refusal(), row.text);
+        EXPECT_EQ(files(), (Files{{"small.bin", "old"}})) << row.call;
+    }
+    EXPECT_TRUE(machine.calls("Sleep").empty());
+}
+
+TEST_F(SmallFiles, name_the_error_from_before_a_flush_that_fails) {
+    machine.world.gate.set_fault_rule([this](const winsim::Call& call) {
+        if (call.name == "WriteFile") machine.world.gate.last_error = 33;
+        return call.name == "FlushFileBuffers" ? 1117U : 0U;
+    });
+    EXPECT_EQ(write_refusal(), vandrel::system_error_text(L"Sincronizar arquivo", 33));
+    EXPECT_EQ(files(), Files());
+}
+
+TEST_F(SmallFiles, raise_the_first_failure_even_when_the_temporary_file_cannot_be_deleted) {
+    Faults faults(machine.world);
+    faults.add("WriteFile");
+    faults.add("DeleteFileW");
+    EXPECT_EQ(write_refusal(), L"Falha ao gravar arquivo temporario.");
+    EXPECT_EQ(files().size(), 1U);
+}
+
+TEST_F(SmallFiles, wait_for_a_busy_destination_20_times_25_ms) {
+    for (const std::uint32_t error : {5U, 32U}) {
+        for (const int busy : {0, 1, 19, 20, kAlways}) {
+            machine.world.disk.put(kFile, "old");
+            machine.world.gate.reset();
+            const std::uint64_t start = machine.world.clock.tick_ms();
+            Faults faults(machine.world);
+            faults.add("ReplaceFileW", L"", error, busy);
+            const int pauses = std::min(busy, 20);
+            const std::wstring text = L"Falha na promocao atomica (Windows " + std::to_wstring(error) + L")";
+            EXPECT_EQ(write_refusal(), busy < 20 ? L"" : text);
+            EXPECT_EQ(files(), (Files{{"small.bin", busy < 20 ? "new" : "old"}}));
+            EXPECT_EQ(machine.calls("ReplaceFileW").size(), static_cast<std::size_t>(busy < 20 ? busy + 1 : 20));
+            EXPECT_EQ(machine.world.clock.tick_ms() - start, static_cast<std::uint64_t>(pauses) * 25);
+        }
+    }
+}
+
+TEST_F(SmallFiles, replace_a_destination_once_its_reader_lets_go) {
+    machine.world.disk.put(kFile, "old");
+    const int reader = machine.world.disk.hold(kFile, GENERIC_READ, FILE_SHARE_READ);
+    machine.world.clock.after(60, [&] { machine.world.disk.release(reader); });
+    EXPECT_EQ(write_refusal(), L"");
+    EXPECT_EQ(files(), (Files{{"small.bin", "new"}}));
+    EXPECT_EQ(machine.calls("Sleep").size(), 3U);
+}
+
+TEST_F(SmallFiles, are_not_written_over_a_folder_or_out_of_their_root) {
+    EXPECT_EQ(write_refusal("x", L"C:\\Game\\modules"), L"Destino de download existente nao e um arquivo regular.");
+    EXPECT_EQ(write_refusal("x", L"C:\\Users\\x"),
+              L"Destino de download escapa da pasta permitida ou contem redirecionamento.");
+    EXPECT_TRUE(machine.calls("CreateFileW").empty());
+}
+
+TEST_F(SmallFiles, are_discarded_only_when_they_are_plain_and_count_as_gone_when_they_were_never_there) {
+    machine.world.disk.put(kFile, "left over");
+    machine.world.disk.make_junction(L"C:\\Game\\link", L"C:\\Game\\data");
+    EXPECT_FALSE(vandrel::discard_temporary_file(L"C:\\Game\\data"));
+    EXPECT_FALSE(vandrel::discard_temporary_file(L"C:\\Game\\link"));
+    EXPECT_FALSE(vandrel::discard_temporary_file(L"C:\\Game\\none\\x"));
+    EXPECT_TRUE(machine.calls("DeleteFileW").empty());
+    const int reader = machine.world.disk.hold(kFile, GENERIC_READ, FILE_SHARE_READ);
+    EXPECT_FALSE(vandrel::discard_temporary_file(kFile));
+    machine.world.disk.release(reader);
+    EXPECT_TRUE(vandrel::discard_temporary_file(kFile));
+    EXPECT_FALSE(machine.world.disk.exists(kFile));
+    EXPECT_TRUE(vandrel::discard_temporary_file(kFile));
+}
+
+}  // namespace
+}  // namespace support

@@ -159,7 +159,7 @@ struct Endpoint::Impl {
     }
 
     void handle(const httplib::Request& request, httplib::Response& response) {
-        Answer answered = answer(tree, request.target);
+        Answer answered = request.ranges.empty() ? answer(tree, request.target) : Answer{416, std::nullopt};
         response.status = answered.status;
         if (!answered.content) {
             return;

@@ -3,8 +3,9 @@
 //   action=manifest&arch=64                          the current release's signed manifest
 //   action=download&arch=64&release=N&file=PATH      a file that release N's manifest lists; PATH is percent-encoded
 //
-// 200 with the exact Content-Length; 400 if the query is malformed, incomplete or has a member too many; 404 for an
-// action, channel, release or file that isn't there, and for every other path; 500 if the tree is damaged.
+// 200 with the exact Content-Length, always the whole; 400 if the query is malformed, incomplete or has a member too
+// many; 404 for an action, channel, release or file that isn't there, and for every other path; 416 if only a part is
+// asked for; 500 if the tree is damaged.
 #pragma once
 
 #include <cstdint>

@@ -204,8 +204,13 @@ Copied copy_and_hash(const std::filesystem::path& from, const std::filesystem::p
     if (EVP_DigestFinal_ex(digest.get(), copied.sha256.data(), nullptr) != 1) {
         refuse_crypto("cannot finish SHA-256");
     }
-    flush(target, to);
     return copied;
+}
+
+void flush_file_system(const FileHandle& file) {
+    if (::syncfs(file.get()) != 0) {
+        refuse_system("cannot flush the file system", errno);
+    }
 }
 
 void flush_folder(const std::filesystem::path& folder) {

@@ -43,7 +43,8 @@ std::string read_small_file(const std::filesystem::path& path, std::uint64_t lim
 // A new file with this content, flushed to disk. Throws if the name is taken.
 void write_new_file(const std::filesystem::path& path, const std::string& content, mode_t mode);
 
-// Puts a file with this content at `path`, whether or not one stands there. Power cut: the old one or the new one.
+// Puts a file with this content at `path`, whether or not one stands there. Power cut: the old one or the new one, and
+// perhaps a sibling, `path` with ".new-" and a number behind it.
 void replace_file(const std::filesystem::path& path, const std::string& content, mode_t mode);
 
 // As replace_file, but a file that stands there already is refused and stays as it is.
@@ -55,9 +56,13 @@ struct Copied {
     Digest sha256{};
 };
 
-// Copies a file to a new name, flushed to disk; size and digest are those of the bytes that were written. One buffer
-// of 1 MiB, whatever the file's size.
+// Copies a file to a new name; size and digest are those of the bytes that were written. One buffer of 1 MiB, whatever
+// the file's size. The copy isn't durable yet.
 Copied copy_and_hash(const std::filesystem::path& from, const std::filesystem::path& to);
+
+// Makes everything durable that was written to the file system on which this file or folder lies: many files are
+// flushed in one go. A write that failed since the handle was opened is reported here.
+void flush_file_system(const FileHandle& file);
 
 // Makes the names in a folder durable.
 void flush_folder(const std::filesystem::path& folder);

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <vector>
 
 #include "release/refusal.h"
 
@@ -44,13 +45,18 @@ FileHandle lock_folder(const fs::path& folder) {
     return handle;
 }
 
-void flush_folders_beneath(const fs::path& folder) {
-    for (const fs::directory_entry& found : fs::recursive_directory_iterator(folder)) {
-        if (found.is_directory()) {
-            flush_folder(found.path());
+// What a replacement of `current` that was cut short has left (see replace_file).
+void sweep_siblings_of_current(const fs::path& tree) {
+    const std::string prefix = current_file(tree).filename().string() + ".new-";
+    std::vector<fs::path> siblings;
+    for (const fs::directory_entry& found : fs::directory_iterator(channel_folder(tree))) {
+        if (found.path().filename().string().starts_with(prefix)) {
+            siblings.push_back(found.path());
         }
     }
-    flush_folder(folder);
+    for (const fs::path& sibling : siblings) {
+        fs::remove(sibling);
+    }
 }
 
 }  // namespace
@@ -107,6 +113,7 @@ std::uint32_t newest_release(const fs::path& tree) {
 Publication::Publication(const fs::path& tree) : tree_(tree), staging_(releases_folder(tree) / kStagingName) {
     fs::create_directories(releases_folder(tree));
     lock_ = lock_folder(channel_folder(tree));
+    sweep_siblings_of_current(tree);
     fs::remove_all(staging_);
     fs::create_directories(files_folder(staging_));
 }
@@ -117,7 +124,7 @@ Publication::~Publication() {
 }
 
 void Publication::commit(std::uint32_t release) {
-    flush_folders_beneath(staging_);
+    flush_file_system(lock_);  // opened before the first file was written
     const fs::path target = release_folder(tree_, release);
     if (fs::symlink_status(target).type() != fs::file_type::not_found) {
         throw Refusal("release " + std::to_string(release) + " is published already");

@@ -164,6 +164,7 @@ TEST_F(Publish, one_publication_at_a_time_and_what_a_killed_one_left_is_swept) {
     write(tree_ / "64/current.new-1", "1");
     ASSERT_EQ(publish("1").exit_code, 0);
     EXPECT_FALSE(fs::exists(tree_ / "64/releases/.publishing"));
+    EXPECT_FALSE(fs::exists(tree_ / "64/current.new-1"));
     EXPECT_FALSE(fs::exists(tree_ / "64/releases/1/files/data"));
     EXPECT_EQ(read(tree_ / "64/current"), "1\n");
 }

@@ -1,0 +1,83 @@
+// What the launcher's tests share: a machine with an update to make, and a command line in the making.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/support/faults.h"
+#include "tests/support/machine.h"
+
+namespace support {
+
+// Five files to write, in this order: Vandrel Updater.exe, init.lua and modules/game.lua replace, the others are new.
+inline Files release_two() {
+    Files files = minimal_client();
+    files["Vandrel Updater.exe"] = "helper 2";
+    files["data/empty"] = "";
+    files["data/new/deep/file.bin"] = std::string(200000, 'x');
+    files["init.lua"] = "-- start 2, longer";
+    files["modules/game.lua"] = "-- game 2";
+    return files;
+}
+
+// Release 1 is installed, release 2 is published, the client runs and hasn't said anything.
+struct Job : Machine {
+    Job() {
+        install(minimal_client());
+        publish(2, release_two());
+        start_client();
+    }
+
+    std::wstring detail() const { return wide(status().detail); }
+    bool downloads_requested() const {
+        for (const winsim::Request& request : world.network.requests()) {
+            if (request.object.find(L"action=download") != std::wstring::npos) return true;
+        }
+        return false;
+    }
+    // The clients that the helper has started: their command lines.
+    std::vector<std::wstring> client_starts() const {
+        std::vector<std::wstring> lines;
+        for (const winsim::Start& start : world.processes.starts()) {
+            if (start.application == kClient) lines.push_back(start.command_line);
+        }
+        return lines;
+    }
+};
+
+inline const std::wstring kPlainStart = L"\"C:\\Game\\brindler_dx_x64.exe\"";
+inline const std::wstring kRecoveredStart = kPlainStart + L" --vandrel-update-recovered";
+
+// A command line that passes every check, of the first instance or of the temporary copy; tests spoil it by slot.
+struct Line {
+    explicit Line(bool copy = false) {
+        machine.install(minimal_client());
+        machine.start_client();
+        arguments = {{"check", L"/CHECK"},
+                     {"arch", L"/ARCH=64"},
+                     {"job", L"/JOB=" + machine.job},
+                     {"status", L"/STATUS=" + machine.status_path()},
+                     {"waitpid", L"/WAITPID=" + std::to_wstring(machine.client_pid)},
+                     {"client", L"/CLIENT=brindler_dx_x64.exe"}};
+        if (!copy) return;
+        arguments["relocated"] = L"/RELOCATED";
+        arguments["root"] = L"/ROOT=C:\\Game";
+        image = machine.world.temporary + L"VandrelUpdater\\" + machine.job + L"\\Vandrel Updater.exe";
+    }
+
+    std::wstring text() const {
+        std::wstring line = L"\"" + image + L"\"";
+        for (const auto& [slot, argument] : arguments) line += L" \"" + argument + L"\"";
+        return line;
+    }
+
+    Machine machine;
+    Faults faults{machine.world};
+    std::wstring image = kHelper;
+    std::map<std::string, std::wstring> arguments;
+};
+
+}  // namespace support

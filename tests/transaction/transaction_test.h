@@ -1,0 +1,99 @@
+// A client's folder with a transaction in it, for direct calls into the transaction engine.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "manifest/signed_manifest.h"
+#include "tests/support/faults.h"
+#include "tests/support/machine.h"
+#include "transaction/install.h"
+#include "transaction/recovery_record.h"
+#include "transaction/roll_back.h"
+#include "transaction/transaction_store.h"
+
+namespace support {
+
+inline std::string text_of(const vandrel::Bytes& bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+inline vandrel::Bytes bytes_of(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+// The plan that takes a folder of `old_files` to release 2, which lists `new_files`.
+inline vandrel::TransactionPlan plan_of(winsim::World& world, const Files& old_files, const Files& new_files) {
+    const winsim::World::Guard guard(world);
+    vandrel::TransactionPlan plan;
+    plan.job_id = kJob;
+    vandrel::Manifest& manifest = plan.manifest;
+    manifest.signed_bytes = vandrel::SignedBytes(bytes_of(manifest_of(2, new_files)));
+    std::wstring error;
+    EXPECT_TRUE(parse_signed_manifest(manifest.signed_bytes.document(), manifest.release, manifest.entries, error));
+    for (std::size_t i = 0; i < manifest.entries.size(); ++i) {
+        const auto old = old_files.find(std::string(manifest.entries[i].path));
+        if (old != old_files.end() && old->second == new_files.at(old->first)) continue;
+        vandrel::PlanEntry file;
+        file.manifest_index = static_cast<std::uint32_t>(i);
+        file.existed = old != old_files.end();
+        file.prior.path = manifest.entries[i].path;
+        if (file.existed) {
+            file.prior.size = old->second.size();
+            file.prior.sha256 = digest_of(old->second);
+        }
+        plan.files.push_back(file);
+    }
+    return plan;
+}
+
+inline std::string record_of(winsim::World& world, vandrel::TransactionPlan& plan) {
+    const winsim::World::Guard guard(world);
+    const auto record = vandrel::serialize_transaction(plan);
+    return {record.begin(), record.end()};
+}
+
+// `old_files` stand in the client's folder; `new_files` are staged where they differ, with the staging record.
+struct Transaction : Machine {
+    Transaction(const Files& old_files, const Files& new_files) {
+        install(old_files);
+        plan = plan_of(world, old_files, new_files);
+        record = record_of(world, plan);
+        world.disk.put(transaction_folder() + L"\\staging.transaction", record);
+        for (const vandrel::PlanEntry& file : plan.files) {
+            const std::string path(plan.manifest.entries[file.manifest_index].path);
+            world.disk.put(staged(path), new_files.at(path));
+        }
+    }
+
+    std::wstring target(const std::string& path) const { return in(kRoot, path); }
+    std::wstring staged(const std::string& path) const { return in(transaction_folder() + L"\\files", path); }
+    std::wstring backup(const std::string& path) const { return in(transaction_folder() + L"\\backup", path); }
+    bool active() const { return world.disk.exists(active_record()); }
+
+    // Each gives the words of its failure, "" for success.
+    std::wstring install_it() {
+        return refusal(world, [&] { vandrel::install_transaction(options(), plan); });
+    }
+    std::wstring roll_back() {
+        return refusal(world, [&] { vandrel::roll_back_transaction(options(), plan); });
+    }
+    std::wstring discard() {
+        return refusal(world, [&] { vandrel::discard_transaction(options(), plan); });
+    }
+
+    vandrel::TransactionPlan plan;
+    std::string record;
+    Faults faults{world};
+
+ private:
+    static std::wstring in(const std::wstring& folder, const std::string& path) {
+        std::wstring relative = wide(path);
+        std::ranges::replace(relative, L'/', L'\\');
+        return folder + L"\\" + relative;
+    }
+};
+
+}  // namespace support

@@ -31,12 +31,10 @@ TEST(SystemErrorText, ends_in_the_systems_text_with_its_line_break_or_in_the_par
     const struct {
         std::uint32_t code;
         std::string text;
-    } rows[] = {
-        {2, "Abrir arquivo (2): The system cannot find the file specified.\r\n"},
-        {0, "Abrir arquivo (0): The operation completed successfully.\r\n"},
-        {1000000, "Abrir arquivo (1000000)"},
-        {4294967295, "Abrir arquivo (4294967295)"},
-    };
+    } rows[] = {{2, "Abrir arquivo (2): The system cannot find the file specified.\r\n"},
+                {0, "Abrir arquivo (0): The operation completed successfully.\r\n"},
+                {1000000, "Abrir arquivo (1000000)"},
+                {4294967295, "Abrir arquivo (4294967295)"}};
     for (const auto& row : rows) EXPECT_EQ(narrow(vandrel::system_error_text(L"Abrir arquivo", row.code)), row.text);
     EXPECT_EQ(machine.calls("LocalFree").size(), 2U);
 }

@@ -24,12 +24,10 @@ TEST_F(FileSystem, tells_files_from_folders_and_follows_links) {
     const struct {
         std::wstring path;
         bool exists, folder, file;
-    } rows[] = {
-        {L"C:\\Game\\init.lua", true, false, true},      {L"C:\\Game\\data", true, true, false},
-        {L"C:\\Game\\data\\link", true, true, false},    {L"C:\\Game\\none", false, false, false},
-        {L"C:\\Game\\none\\none", false, false, false},  {L"C:\\Game\\data\\dangling", false, false, false},
-        {L"C:\\Game\\init.lua\\x", false, false, false},
-    };
+    } rows[] = {{L"C:\\Game\\init.lua", true, false, true},     {L"C:\\Game\\data", true, true, false},
+                {L"C:\\Game\\data\\link", true, true, false},   {L"C:\\Game\\none", false, false, false},
+                {L"C:\\Game\\none\\none", false, false, false}, {L"C:\\Game\\data\\dangling", false, false, false},
+                {L"C:\\Game\\init.lua\\x", false, false, false}};
     for (const auto& row : rows) {
         EXPECT_EQ(vandrel::exists(row.path), row.exists) << narrow(row.path);
         EXPECT_EQ(vandrel::is_directory(row.path), row.folder) << narrow(row.path);
@@ -38,7 +36,7 @@ TEST_F(FileSystem, tells_files_from_folders_and_follows_links) {
 }
 
 TEST_F(FileSystem, takes_only_the_errors_of_a_missing_path_for_a_no) {
-    for (const std::uint32_t error : {2U, 3U, 53U, 123U, 267U}) {
+    for (const std::uint32_t error : {2U, 3U, 53U, 64U, 123U, 267U}) {
         Faults faults(machine.world);
         faults.add("GetFileAttributesExW", L"", error, kAlways);
         EXPECT_FALSE(vandrel::exists(kClient)) << error;

@@ -98,15 +98,13 @@ TEST_F(PathGuards, decide_containment_on_the_text_alone) {
         std::wstring root;
         std::wstring target;
         bool within;
-    } rows[] = {
-        {L"C:\\a", L"C:\\a", true},          {L"C:\\a", L"C:\\a\\b\\..\\c", true},
-        {L"C:\\a\\", L"C:\\a\\b", true},     {L"C:\\a", L"C:\\a\\", true},
-        {L"C:\\", L"C:\\a", true},           {L"C:\\a", L"C:/a/..b", true},
-        {L"C:\\a", L"C:\\a\\..\\b", false},  {L"C:\\a", L"C:\\ab", false},
-        {L"C:\\a", L"C:\\", false},          {L"C:\\a", L"D:\\a", false},
-        {L"C:\\a", L"c:\\a\\b", false},      {L"C:\\Game\\x", L"C:\\game\\x\\y", false},
-        {L"C:\\a", L"\\\\server\\a", false},
-    };
+    } rows[] = {{L"C:\\a", L"C:\\a", true},         {L"C:\\a", L"C:\\a\\b\\..\\c", true},
+                {L"C:\\a\\", L"C:\\a\\b", true},    {L"C:\\a", L"C:\\a\\", true},
+                {L"C:\\", L"C:\\a", true},          {L"C:\\a", L"C:/a/..b", true},
+                {L"C:\\a", L"C:\\a\\..\\b", false}, {L"C:\\a", L"C:\\ab", false},
+                {L"C:\\a", L"C:\\", false},         {L"C:\\a", L"D:\\a", false},
+                {L"C:\\a", L"c:\\a\\b", false},     {L"C:\\Game\\x", L"C:\\game\\x\\y", false},
+                {L"C:\\a", L"\\\\server\\a", false}};
     for (const auto& row : rows) {
         EXPECT_EQ(vandrel::is_path_within(row.root, row.target), row.within) << narrow(row.root + L" " + row.target);
     }
@@ -137,19 +135,17 @@ TEST_F(PathGuards, refuse_a_download_that_escapes_or_is_redirected_before_they_l
         std::wstring target;
         std::wstring root;
         std::wstring error;
-    } rows[] = {
-        {L"C:\\Game\\x", L"C:\\Missing", kEscapes},
-        {L"C:\\Game\\init.lua\\x", L"C:\\Game\\init.lua", kEscapes},
-        {L"C:\\Link\\x", L"C:\\Link", kEscapes},
-        {L"C:\\Over\\Game\\x", L"C:\\Over\\Game", kEscapes},
-        {L"C:\\Other\\x", kRoot, kEscapes},
-        {L"c:\\game\\x", kRoot, kEscapes},
-        {L"C:\\Game\\..\\data", kRoot, kEscapes},
-        {L"C:\\Game\\data\\link\\x", kRoot, kEscapes},
-        {L"C:\\Game\\data\\link\\data", kRoot, kEscapes},
-        {L"C:\\Game\\data\\link", kRoot, kNotRegular},
-        {L"C:\\Game\\data", kRoot, kNotRegular},
-    };
+    } rows[] = {{L"C:\\Game\\x", L"C:\\Missing", kEscapes},
+                {L"C:\\Game\\init.lua\\x", L"C:\\Game\\init.lua", kEscapes},
+                {L"C:\\Link\\x", L"C:\\Link", kEscapes},
+                {L"C:\\Over\\Game\\x", L"C:\\Over\\Game", kEscapes},
+                {L"C:\\Other\\x", kRoot, kEscapes},
+                {L"c:\\game\\x", kRoot, kEscapes},
+                {L"C:\\Game\\..\\data", kRoot, kEscapes},
+                {L"C:\\Game\\data\\link\\x", kRoot, kEscapes},
+                {L"C:\\Game\\data\\link\\data", kRoot, kEscapes},
+                {L"C:\\Game\\data\\link", kRoot, kNotRegular},
+                {L"C:\\Game\\data", kRoot, kNotRegular}};
     for (const auto& row : rows) EXPECT_EQ(verdict(row.target, row.root), row.error) << narrow(row.target);
     Faults faults(machine.world);
     faults.add("GetFileAttributesW", L"\\data", 5);

@@ -57,12 +57,10 @@ TEST_F(SmallFiles, are_refused_in_the_words_of_the_call_that_fails) {
         const char* call;
         std::uint32_t error;
         std::wstring text;
-    } rows[] = {
-        {"CreateFileW", 32, vandrel::system_error_text(L"Abrir arquivo", 32)},
-        {"GetFileSizeEx", 6, kTooLarge},
-        {"ReadFile", 1117, kIncomplete},
-        {"ReadFile", winsim::kShortTransfer, kIncomplete},
-    };
+    } rows[] = {{"CreateFileW", 32, vandrel::system_error_text(L"Abrir arquivo", 32)},
+                {"GetFileSizeEx", 6, kTooLarge},
+                {"ReadFile", 1117, kIncomplete},
+                {"ReadFile", winsim::kShortTransfer, kIncomplete}};
     for (const auto& row : rows) {
         Faults faults(machine.world);
         faults.add(row.call, L"", row.error);
@@ -129,13 +127,11 @@ TEST_F(SmallFiles, are_what_they_were_after_a_failed_write_and_no_temporary_file
         const char* call;
         std::uint32_t error;
         std::wstring text;
-    } rows[] = {
-        {"CreateFileW", 5, vandrel::system_error_text(L"Criar arquivo temporario", 5)},
-        {"WriteFile", 112, L"Falha ao gravar arquivo temporario."},
-        {"WriteFile", winsim::kShortTransfer, L"Falha ao gravar arquivo temporario."},
-        {"ReplaceFileW", 1175, L"Falha na promocao atomica (Windows 1175)"},
-        {"ReplaceFileW", 1224, L"Falha na promocao atomica (Windows 1224)"},
-    };
+    } rows[] = {{"CreateFileW", 5, vandrel::system_error_text(L"Criar arquivo temporario", 5)},
+                {"WriteFile", 112, L"Falha ao gravar arquivo temporario."},
+                {"WriteFile", winsim::kShortTransfer, L"Falha ao gravar arquivo temporario."},
+                {"ReplaceFileW", 1175, L"Falha na promocao atomica (Windows 1175)"},
+                {"ReplaceFileW", 1224, L"Falha na promocao atomica (Windows 1224)"}};
     machine.world.disk.put(kFile, "old");
     for (const auto& row : rows) {
         Faults faults(machine.world);

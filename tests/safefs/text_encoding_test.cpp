@@ -14,16 +14,14 @@ TEST(TextEncoding, carries_every_valid_text_both_ways_without_a_loss) {
     const struct {
         std::string bytes;
         std::wstring text;
-    } rows[] = {
-        {"plain", L"plain"},
-        {"a\0b"s, L"a\0b"s},
-        {"\0"s, L"\0"s},
-        {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80", L"\x7F\x80\x7FF\x800"s},
-        {"\xEF\xBB\xBF", L"\xFEFF"s},
-        {"\xEF\xBF\xBF", L"\xFFFF"s},
-        {"\xF0\x90\x80\x80", L"\xD800\xDC00"s},
-        {"\xF4\x8F\xBF\xBF", L"\xDBFF\xDFFF"s},
-    };
+    } rows[] = {{"plain", L"plain"},
+                {"a\0b"s, L"a\0b"s},
+                {"\0"s, L"\0"s},
+                {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80", L"\x7F\x80\x7FF\x800"s},
+                {"\xEF\xBB\xBF", L"\xFEFF"s},
+                {"\xEF\xBF\xBF", L"\xFFFF"s},
+                {"\xF0\x90\x80\x80", L"\xD800\xDC00"s},
+                {"\xF4\x8F\xBF\xBF", L"\xDBFF\xDFFF"s}};
     for (const auto& row : rows) {
         EXPECT_EQ(vandrel::utf8_to_wide(row.bytes), row.text) << testing::PrintToString(row.bytes);
         EXPECT_EQ(vandrel::wide_to_utf8(row.text), row.bytes) << testing::PrintToString(row.bytes);

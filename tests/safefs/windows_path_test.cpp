@@ -31,22 +31,20 @@ void expect_each(const PairRow (&rows)[Count], Operation operation) {
 }
 
 TEST(WindowsPath, knows_drives_servers_and_device_prefixes_as_root_names) {
-    const Row rows[] = {
-        {L"C:\\a", L"C:"},
-        {L"c:", L"c:"},
-        {L"C:a", L"C:"},
-        {L"1:\\a", L""},
-        {L"\\a", L""},
-        {L"a\\b", L""},
-        {L"", L""},
-        {L"\\\\server\\share\\x", L"\\\\server"},
-        {L"//server/share", L"//server"},
-        {L"\\\\server", L"\\\\server"},
-        {L"\\\\?\\C:\\a", L"\\\\?"},
-        {L"\\\\.\\pipe\\x", L"\\\\."},
-        {L"\\\\\\server\\x", L""},
-        {L"\\\\", L""},
-    };
+    const Row rows[] = {{L"C:\\a", L"C:"},
+                        {L"c:", L"c:"},
+                        {L"C:a", L"C:"},
+                        {L"1:\\a", L""},
+                        {L"\\a", L""},
+                        {L"a\\b", L""},
+                        {L"", L""},
+                        {L"\\\\server\\share\\x", L"\\\\server"},
+                        {L"//server/share", L"//server"},
+                        {L"\\\\server", L"\\\\server"},
+                        {L"\\\\?\\C:\\a", L"\\\\?"},
+                        {L"\\\\.\\pipe\\x", L"\\\\."},
+                        {L"\\\\\\server\\x", L""},
+                        {L"\\\\", L""}};
     expect_each(rows, vandrel::root_name);
 }
 
@@ -60,40 +58,36 @@ TEST(WindowsPath, is_absolute_only_with_a_drive_and_a_separator_or_another_root_
 }
 
 TEST(WindowsPath, joins_so_that_a_root_on_the_right_replaces_the_left) {
-    const PairRow rows[] = {
-        {L"C:\\a", L"b", L"C:\\a\\b"},
-        {L"C:\\a\\", L"b", L"C:\\a\\b"},
-        {L"a/", L"b", L"a/b"},
-        {L"C:\\a", L"", L"C:\\a\\"},
-        {L"C:\\a\\", L"", L"C:\\a\\"},
-        {L"C:", L"b", L"C:b"},
-        {L"C:", L"\\", L"C:\\"},
-        {L"C:\\a", L"\\b", L"C:\\b"},
-        {L"C:\\a", L"C:\\b", L"C:\\b"},
-        {L"C:\\a", L"D:b", L"D:b"},
-        {L"C:\\a", L"C:b", L"C:\\a\\b"},
-        {L"C:\\a", L"\\\\server\\b", L"\\\\server\\b"},
-        {L"\\\\server", L"share", L"\\\\server\\share"},
-        {L"", L"b", L"b"},
-        {L"", L"", L""},
-    };
+    const PairRow rows[] = {{L"C:\\a", L"b", L"C:\\a\\b"},
+                            {L"C:\\a\\", L"b", L"C:\\a\\b"},
+                            {L"a/", L"b", L"a/b"},
+                            {L"C:\\a", L"", L"C:\\a\\"},
+                            {L"C:\\a\\", L"", L"C:\\a\\"},
+                            {L"C:", L"b", L"C:b"},
+                            {L"C:", L"\\", L"C:\\"},
+                            {L"C:\\a", L"\\b", L"C:\\b"},
+                            {L"C:\\a", L"C:\\b", L"C:\\b"},
+                            {L"C:\\a", L"D:b", L"D:b"},
+                            {L"C:\\a", L"C:b", L"C:\\a\\b"},
+                            {L"C:\\a", L"\\\\server\\b", L"\\\\server\\b"},
+                            {L"\\\\server", L"share", L"\\\\server\\share"},
+                            {L"", L"b", L"b"},
+                            {L"", L"", L""}};
     expect_each(rows, vandrel::join);
 }
 
 TEST(WindowsPath, has_a_parent_without_the_last_component_and_a_root_is_its_own) {
-    const Row rows[] = {
-        {L"C:\\a\\b", L"C:\\a"},
-        {L"C:\\a\\\\b", L"C:\\a"},
-        {L"C:\\a\\", L"C:\\a"},
-        {L"C:\\a", L"C:\\"},
-        {L"C:\\", L"C:\\"},
-        {L"C:", L"C:"},
-        {L"C:a", L"C:"},
-        {L"\\\\server\\share", L"\\\\server\\"},
-        {L"a/b", L"a"},
-        {L"a", L""},
-        {L"", L""},
-    };
+    const Row rows[] = {{L"C:\\a\\b", L"C:\\a"},
+                        {L"C:\\a\\\\b", L"C:\\a"},
+                        {L"C:\\a\\", L"C:\\a"},
+                        {L"C:\\a", L"C:\\"},
+                        {L"C:\\", L"C:\\"},
+                        {L"C:", L"C:"},
+                        {L"C:a", L"C:"},
+                        {L"\\\\server\\share", L"\\\\server\\"},
+                        {L"a/b", L"a"},
+                        {L"a", L""},
+                        {L"", L""}};
     expect_each(rows, vandrel::parent_path);
 }
 
@@ -104,12 +98,10 @@ TEST(WindowsPath, has_the_text_behind_the_last_separator_as_file_name) {
 }
 
 TEST(WindowsPath, is_iterated_as_root_name_root_directory_and_components) {
-    const Row rows[] = {
-        {L"C:\\a\\b", L"C:|\\|a|b|"}, {L"C:/a//b", L"C:|/|a|b|"},
-        {L"C:\\a\\", L"C:|\\|a||"},   {L"C:\\", L"C:|\\|"},
-        {L"C:a", L"C:|a|"},           {L"\\\\server\\share\\x", L"\\\\server|\\|share|x|"},
-        {L"a\\b\\\\", L"a|b||"},      {L"", L""},
-    };
+    const Row rows[] = {{L"C:\\a\\b", L"C:|\\|a|b|"}, {L"C:/a//b", L"C:|/|a|b|"},
+                        {L"C:\\a\\", L"C:|\\|a||"},   {L"C:\\", L"C:|\\|"},
+                        {L"C:a", L"C:|a|"},           {L"\\\\server\\share\\x", L"\\\\server|\\|share|x|"},
+                        {L"a\\b\\\\", L"a|b||"},      {L"", L""}};
     expect_each(rows, [](const std::wstring& path) {
         std::wstring text;
         for (const std::wstring& element : vandrel::path_elements(path)) text += element + L"|";
@@ -118,42 +110,38 @@ TEST(WindowsPath, is_iterated_as_root_name_root_directory_and_components) {
 }
 
 TEST(WindowsPath, is_normalised_on_text_alone) {
-    const Row rows[] = {
-        {L"C:/a//b\\.\\c", L"C:\\a\\b\\c"},
-        {L"C:\\a\\b\\..", L"C:\\a\\"},
-        {L"C:\\a\\b\\..\\c", L"C:\\a\\c"},
-        {L"C:\\a\\..\\..\\b", L"C:\\b"},
-        {L"C:\\..", L"C:\\"},
-        {L"C:\\a\\", L"C:\\a\\"},
-        {L"C:\\a\\\\", L"C:\\a\\"},
-        {L"C:\\a\\.", L"C:\\a\\"},
-        {L"C:a\\..\\..", L"C:.."},
-        {L"//server/share/../x", L"\\\\server\\x"},
-        {L"a\\..", L"."},
-        {L".", L"."},
-        {L"./a", L"a"},
-        {L"..\\a\\..\\..", L"..\\.."},
-        {L"..\\", L".."},
-        {L"", L""},
-    };
+    const Row rows[] = {{L"C:/a//b\\.\\c", L"C:\\a\\b\\c"},
+                        {L"C:\\a\\b\\..", L"C:\\a\\"},
+                        {L"C:\\a\\b\\..\\c", L"C:\\a\\c"},
+                        {L"C:\\a\\..\\..\\b", L"C:\\b"},
+                        {L"C:\\..", L"C:\\"},
+                        {L"C:\\a\\", L"C:\\a\\"},
+                        {L"C:\\a\\\\", L"C:\\a\\"},
+                        {L"C:\\a\\.", L"C:\\a\\"},
+                        {L"C:a\\..\\..", L"C:.."},
+                        {L"//server/share/../x", L"\\\\server\\x"},
+                        {L"a\\..", L"."},
+                        {L".", L"."},
+                        {L"./a", L"a"},
+                        {L"..\\a\\..\\..", L"..\\.."},
+                        {L"..\\", L".."},
+                        {L"", L""}};
     expect_each(rows, vandrel::lexically_normal);
 }
 
 TEST(WindowsPath, leads_relatively_from_a_base_to_a_target_and_minds_case) {
-    const PairRow rows[] = {
-        {L"C:\\a\\b", L"C:\\a", L"b"},
-        {L"C:\\a\\b", L"C:\\a\\", L"b"},
-        {L"C:\\a", L"C:\\a", L"."},
-        {L"C:\\a\\", L"C:\\a", L"."},
-        {L"C:\\a", L"C:\\a\\", L"."},
-        {L"C:\\a", L"C:\\a\\b\\c", L"..\\.."},
-        {L"C:\\x\\y", L"C:\\a\\b", L"..\\..\\x\\y"},
-        {L"C:\\ab", L"C:\\a", L"..\\ab"},
-        {L"C:\\A\\b", L"C:\\a", L"..\\A\\b"},
-        {L"D:\\a", L"C:\\a", L""},
-        {L"c:\\a", L"C:\\a", L""},
-        {L"a\\b", L"C:\\a", L""},
-    };
+    const PairRow rows[] = {{L"C:\\a\\b", L"C:\\a", L"b"},
+                            {L"C:\\a\\b", L"C:\\a\\", L"b"},
+                            {L"C:\\a", L"C:\\a", L"."},
+                            {L"C:\\a\\", L"C:\\a", L"."},
+                            {L"C:\\a", L"C:\\a\\", L"."},
+                            {L"C:\\a", L"C:\\a\\b\\c", L"..\\.."},
+                            {L"C:\\x\\y", L"C:\\a\\b", L"..\\..\\x\\y"},
+                            {L"C:\\ab", L"C:\\a", L"..\\ab"},
+                            {L"C:\\A\\b", L"C:\\a", L"..\\A\\b"},
+                            {L"D:\\a", L"C:\\a", L""},
+                            {L"c:\\a", L"C:\\a", L""},
+                            {L"a\\b", L"C:\\a", L""}};
     expect_each(rows, vandrel::lexically_relative);
 }
 

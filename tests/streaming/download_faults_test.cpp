@@ -10,18 +10,16 @@ TEST_F(DownloadTest, ends_at_a_local_failure_in_that_steps_words) {
         std::uint32_t error;
         std::wstring text;
         int skip = 0;
-    } rows[] = {
-        {"CreateFileW", 5, L"Falha ao criar arquivo parcial unico (Windows 5)"},
-        {"BCryptOpenAlgorithmProvider", kDistinct, L"Falha ao iniciar SHA-256 incremental."},
-        {"BCryptGetProperty", kDistinct, L"Falha ao preparar SHA-256 incremental."},
-        {"BCryptCreateHash", kDistinct, L"Falha ao criar SHA-256 incremental."},
-        {"WriteFile", 112, L"Falha ao gravar arquivo parcial (Windows 112)"},
-        {"WriteFile", winsim::kShortTransfer, L"Falha ao gravar arquivo parcial (Windows 0)"},
-        {"BCryptHashData", kDistinct, L"Falha no SHA-256 incremental."},
-        {"FlushFileBuffers", 1117, L"Falha ao persistir arquivo parcial (Windows 1117)"},
-        {"BCryptFinishHash", kDistinct, L"Falha ao finalizar SHA-256 incremental."},
-        {"ReplaceFileW", 32, L"Falha na promocao atomica (Windows 32)"},
-    };
+    } rows[] = {{"CreateFileW", 5, L"Falha ao criar arquivo parcial unico (Windows 5)"},
+                {"BCryptOpenAlgorithmProvider", kDistinct, L"Falha ao iniciar SHA-256 incremental."},
+                {"BCryptGetProperty", kDistinct, L"Falha ao preparar SHA-256 incremental."},
+                {"BCryptCreateHash", kDistinct, L"Falha ao criar SHA-256 incremental."},
+                {"WriteFile", 112, L"Falha ao gravar arquivo parcial (Windows 112)"},
+                {"WriteFile", winsim::kShortTransfer, L"Falha ao gravar arquivo parcial (Windows 0)"},
+                {"BCryptHashData", kDistinct, L"Falha no SHA-256 incremental."},
+                {"FlushFileBuffers", 1117, L"Falha ao persistir arquivo parcial (Windows 1117)"},
+                {"BCryptFinishHash", kDistinct, L"Falha ao finalizar SHA-256 incremental."},
+                {"ReplaceFileW", 32, L"Falha na promocao atomica (Windows 32)"}};
     machine.world.disk.put(kTarget, "old");
     for (const auto& row : rows) {
         Faults faults(machine.world);

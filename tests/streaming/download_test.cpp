@@ -60,24 +60,22 @@ TEST_F(DownloadTest, retries_what_another_attempt_may_cure_and_nothing_else) {
         std::wstring error;
         bool retried;
         const std::string* crc = nullptr;
-    } rows[] = {
-        {{.opened = IoStatus::Retry, .open_text = L"aberto mal"}, L"aberto mal", true},
-        {{.opened = IoStatus::Fatal, .open_text = L"fatal"}, L"fatal", false},
-        {{.opened = IoStatus::EndOfStream}, L"", false},
-        {{.chunks = {"123"}, .end = IoStatus::Retry, .end_text = L"interrompido"}, L"interrompido", true},
-        {{.chunks = {"123"}, .end = IoStatus::Retry}, L"Leitura HTTP invalida.", true},
-        {{.end = IoStatus::Fatal, .end_text = L"fatal"}, L"fatal", false},
-        {{.end = IoStatus::Fatal}, L"Leitura HTTP invalida.", false},
-        {{.end = IoStatus::Ok}, L"Leitura HTTP invalida.", false},
-        {{.open_text = L"de antes", .end = IoStatus::Ok}, L"de antes", false},
-        {{.end = IoStatus::Data, .end_count = 0}, L"Leitura HTTP invalida.", false},
-        {{.end = IoStatus::Data, .end_count = 65537}, L"Leitura HTTP invalida.", false},
-        {{.chunks = {"12345678"}}, L"Tamanho recebido difere do manifesto.", true},
-        {{.chunks = {"12345678", "0"}}, L"SHA-256 incremental difere do manifesto.", true},
-        {{.chunks = {kContent}}, L"CRC32 incremental difere do manifesto.", true, &wrong_crc},
-        {{.chunks = {"12345678", "90"}}, L"Download excedeu o limite permitido.", false},
-        {{.chunks = {"1234567890"}}, L"Download excedeu o limite permitido.", false},
-    };
+    } rows[] = {{{.opened = IoStatus::Retry, .open_text = L"aberto mal"}, L"aberto mal", true},
+                {{.opened = IoStatus::Fatal, .open_text = L"fatal"}, L"fatal", false},
+                {{.opened = IoStatus::EndOfStream}, L"", false},
+                {{.chunks = {"123"}, .end = IoStatus::Retry, .end_text = L"interrompido"}, L"interrompido", true},
+                {{.chunks = {"123"}, .end = IoStatus::Retry}, L"Leitura HTTP invalida.", true},
+                {{.end = IoStatus::Fatal, .end_text = L"fatal"}, L"fatal", false},
+                {{.end = IoStatus::Fatal}, L"Leitura HTTP invalida.", false},
+                {{.end = IoStatus::Ok}, L"Leitura HTTP invalida.", false},
+                {{.open_text = L"de antes", .end = IoStatus::Ok}, L"de antes", false},
+                {{.end = IoStatus::Data, .end_count = 0}, L"Leitura HTTP invalida.", false},
+                {{.end = IoStatus::Data, .end_count = 65537}, L"Leitura HTTP invalida.", false},
+                {{.chunks = {"12345678"}}, L"Tamanho recebido difere do manifesto.", true},
+                {{.chunks = {"12345678", "0"}}, L"SHA-256 incremental difere do manifesto.", true},
+                {{.chunks = {kContent}}, L"CRC32 incremental difere do manifesto.", true, &wrong_crc},
+                {{.chunks = {"12345678", "90"}}, L"Download excedeu o limite permitido.", false},
+                {{.chunks = {"1234567890"}}, L"Download excedeu o limite permitido.", false}};
     for (const auto& row : rows) {
         streams = {row.stream};
         expected.crc32 = row.crc;

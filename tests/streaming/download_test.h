@@ -34,6 +34,7 @@ class DownloadTest : public testing::Test {
     }
     ~DownloadTest() override {
         EXPECT_EQ(machine.world.disk.open_handles(), 0U);
+        EXPECT_EQ(machine.open_cng_objects(), 0U);
         EXPECT_TRUE(open_streams.expired());
     }
 

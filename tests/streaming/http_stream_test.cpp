@@ -99,8 +99,7 @@ TEST(HttpStream, sorts_the_statuses_into_success_retry_and_refusal) {
         std::vector<std::uint32_t> statuses;
     } rows[] = {
         {IoStatus::Retry, {408, 429, 500, 502, 503, 504, 599, 999}},
-        {IoStatus::Fatal, {100, 201, 204, 206, 301, 302, 304, 400, 401, 403, 404, 407, 409, 410, 428, 430, 499}},
-    };
+        {IoStatus::Fatal, {100, 201, 204, 206, 301, 302, 304, 400, 401, 403, 404, 407, 409, 410, 428, 430, 499}}};
     for (const auto& row : rows) {
         for (const std::uint32_t status : row.statuses) {
             Endpoint endpoint(response_of(status, "refused"));
@@ -118,15 +117,13 @@ TEST(HttpStream, closes_what_it_opened_when_a_call_fails_and_names_the_step) {
         IoStatus result;
         std::wstring context;
         Names closed;
-    } rows[] = {
-        {"WinHttpCrackUrl", IoStatus::Fatal, L"URL de download invalida", {}},
-        {"WinHttpOpen", IoStatus::Retry, L"WinHttpOpen", {}},
-        {"WinHttpConnect", IoStatus::Retry, L"WinHttpConnect", {"session"}},
-        {"WinHttpOpenRequest", IoStatus::Retry, L"WinHttpOpenRequest", {"connection", "session"}},
-        {"WinHttpSendRequest", IoStatus::Retry, L"Falha HTTP no download", kAllClosed},
-        {"WinHttpReceiveResponse", IoStatus::Retry, L"Falha HTTP no download", kAllClosed},
-        {"WinHttpQueryHeaders", IoStatus::Retry, L"Falha ao validar status HTTP", kAllClosed},
-    };
+    } rows[] = {{"WinHttpCrackUrl", IoStatus::Fatal, L"URL de download invalida", {}},
+                {"WinHttpOpen", IoStatus::Retry, L"WinHttpOpen", {}},
+                {"WinHttpConnect", IoStatus::Retry, L"WinHttpConnect", {"session"}},
+                {"WinHttpOpenRequest", IoStatus::Retry, L"WinHttpOpenRequest", {"connection", "session"}},
+                {"WinHttpSendRequest", IoStatus::Retry, L"Falha HTTP no download", kAllClosed},
+                {"WinHttpReceiveResponse", IoStatus::Retry, L"Falha HTTP no download", kAllClosed},
+                {"WinHttpQueryHeaders", IoStatus::Retry, L"Falha ao validar status HTTP", kAllClosed}};
     for (const auto& row : rows) {
         Endpoint endpoint;
         Faults faults(endpoint.machine.world);

@@ -67,13 +67,11 @@ TEST_F(PartialFiles, of_other_files_and_of_other_names_are_left_alone) {
     const struct {
         const wchar_t* name;
         bool swept;
-    } rows[] = {
-        {L"a.bin.qmpart-1-00.part", true},   {L"a.bin.qmpart-x.part", true},
-        {L"a.bin.qmpart-.part", false},      {L"A.BIN.qmpart-1-00.part", false},
-        {L"a.bin.QMPART-1-00.part", false},  {L"a.bin.qmpart-1-00.PART", false},
-        {L"b.bin.qmpart-1-00.part", false},  {L"xa.bin.qmpart-1-00.part", false},
-        {L"a.bin.qmpart-1-00.part2", false}, {L"a.bin", false},
-    };
+    } rows[] = {{L"a.bin.qmpart-1-00.part", true},   {L"a.bin.qmpart-x.part", true},
+                {L"a.bin.qmpart-.part", false},      {L"A.BIN.qmpart-1-00.part", false},
+                {L"a.bin.QMPART-1-00.part", false},  {L"a.bin.qmpart-1-00.PART", false},
+                {L"b.bin.qmpart-1-00.part", false},  {L"xa.bin.qmpart-1-00.part", false},
+                {L"a.bin.qmpart-1-00.part2", false}, {L"a.bin", false}};
     for (const auto& row : rows) {
         put_aged(kFolder + row.name, old);
         EXPECT_EQ(swept(), row.swept ? 1U : 0U) << narrow(row.name);
@@ -94,11 +92,9 @@ TEST_F(PartialFiles, that_vanish_during_the_sweep_count_as_removed_and_undeletab
         std::uint32_t error;
         int skip;
         std::uint32_t swept;
-    } rows[] = {
-        {"GetFileAttributesW", 2, 1, 1}, {"GetFileAttributesW", 3, 1, 0}, {"GetFileAttributesW", 5, 1, 0},
-        {"GetFileAttributesW", 2, 0, 0}, {"DeleteFileW", 5, 0, 0},        {"DeleteFileW", 2, 0, 0},
-        {"FindFirstFileW", 5, 0, 0},     {"FindNextFileW", 1117, 0, 0},
-    };
+    } rows[] = {{"GetFileAttributesW", 2, 1, 1}, {"GetFileAttributesW", 3, 1, 0}, {"GetFileAttributesW", 5, 1, 0},
+                {"GetFileAttributesW", 2, 0, 0}, {"DeleteFileW", 5, 0, 0},        {"DeleteFileW", 2, 0, 0},
+                {"FindFirstFileW", 5, 0, 0},     {"FindNextFileW", 1117, 0, 0}};
     for (const auto& row : rows) {
         put_aged(kPart, std::int64_t{kDayMs} * 10000);
         Faults faults(machine.world);
@@ -158,13 +154,11 @@ TEST_F(PartialFiles, stay_beside_an_unchanged_destination_when_the_promotion_fai
         int skip;
         bool exists;
         std::wstring text;
-    } rows[] = {
-        {"GetFileAttributesW", 5, 3, true, L"Falha ao inspecionar destino (Windows 5)"},
-        {"GetFileAttributesW", 3, 3, true, L"Falha ao inspecionar destino (Windows 3)"},
-        {"ReplaceFileW", 32, 0, true, L"Falha na promocao atomica (Windows 32)"},
-        {"MoveFileExW", 5, 0, false, L"Falha na promocao atomica (Windows 5)"},
-        {"GetFileAttributesW", 2, 3, true, L"Falha na promocao atomica (Windows 183)"},
-    };
+    } rows[] = {{"GetFileAttributesW", 5, 3, true, L"Falha ao inspecionar destino (Windows 5)"},
+                {"GetFileAttributesW", 3, 3, true, L"Falha ao inspecionar destino (Windows 3)"},
+                {"ReplaceFileW", 32, 0, true, L"Falha na promocao atomica (Windows 32)"},
+                {"MoveFileExW", 5, 0, false, L"Falha na promocao atomica (Windows 5)"},
+                {"GetFileAttributesW", 2, 3, true, L"Falha na promocao atomica (Windows 183)"}};
     for (const auto& row : rows) {
         machine.world.disk.put(kPart, "part");
         machine.world.disk.erase(kTarget);

@@ -29,6 +29,18 @@ class DirectMachine : public Machine {
         return found;
     }
 
+    // CNG objects that were opened and not closed, as far as the trace goes.
+    std::size_t open_cng_objects() const {
+        std::size_t open = 0;
+        for (const char* call : {"BCryptOpenAlgorithmProvider", "BCryptCreateHash", "BCryptImportKeyPair"}) {
+            for (const std::string& line : calls(call)) open += line.ends_with("-> 0") ? 1 : 0;
+        }
+        for (const char* call : {"BCryptCloseAlgorithmProvider", "BCryptDestroyHash", "BCryptDestroyKey"}) {
+            open -= calls(call).size();
+        }
+        return open;
+    }
+
     // How `action` ends: see support::refusal.
     template <class Action>
     std::wstring refusal(Action action) {

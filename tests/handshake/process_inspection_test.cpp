@@ -1,0 +1,121 @@
+#include "handshake/process_inspection.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "tests/support/direct.h"
+
+namespace support {
+namespace {
+
+constexpr const wchar_t* kUnopened = L"Nao foi possivel verificar outro processo do cliente.";
+constexpr const wchar_t* kNoImage = L"Nao foi possivel verificar caminho de processo.";
+constexpr const wchar_t* kReference = L"C:\\Temp\\VandrelUpdater\\a1\\Vandrel Updater.exe";
+
+// "yes", "no", or the failure's text.
+std::wstring answer(DirectMachine& machine, const std::wstring& reference, bool match_folder) {
+    bool found = false;
+    const std::wstring text = machine.refusal([&] { found = vandrel::find_running_process(reference, match_folder); });
+    return !text.empty() ? text : found ? L"yes" : L"no";
+}
+
+TEST(ProcessInspection, finds_a_program_by_name_and_place) {
+    const struct {
+        const wchar_t* image;
+        bool match_folder;
+        const wchar_t* answer;
+        std::size_t opened;
+    } rows[] = {{L"C:\\Game\\brindler_dx_x64.exe", true, L"yes", 1},
+                {L"C:\\Game\\brindler_gl_x64.exe", true, L"yes", 1},
+                {L"C:\\Game\\brindler_dx_x86.exe", true, L"yes", 1},
+                {L"c:\\GAME\\BRINDLER_GL_X86.EXE", true, L"yes", 1},
+                {L"C:\\Other\\brindler_dx_x64.exe", true, L"no", 1},
+                {L"C:\\Game\\data\\brindler_dx_x64.exe", true, L"no", 1},
+                {L"C:\\Game\\Vandrel Updater.exe", true, L"no", 0},
+                {L"C:\\Game\\brindler_vk_x64.exe", true, L"no", 0},
+                {L"C:\\Temp\\VandrelUpdater\\a1\\Vandrel Updater.exe", false, L"yes", 1},
+                {L"c:\\temp\\vandrelupdater\\A1\\VANDREL UPDATER.EXE", false, L"yes", 1},
+                {L"C:\\Temp\\VandrelUpdater\\a2\\Vandrel Updater.exe", false, L"no", 1},
+                {L"C:\\Game\\brindler_dx_x64.exe", false, L"no", 0}};
+    for (const auto& row : rows) {
+        DirectMachine machine;
+        machine.world.processes.start(L"C:\\Windows\\explorer.exe");
+        machine.world.processes.start(row.image);
+        EXPECT_EQ(answer(machine, row.match_folder ? kRoot : kReference, row.match_folder), row.answer)
+            << narrow(row.image);
+        EXPECT_EQ(machine.calls("OpenProcess").size(), row.opened) << narrow(row.image);
+        EXPECT_EQ(machine.world.processes.open_handles(), 0U) << narrow(row.image);
+    }
+}
+
+TEST(ProcessInspection, looks_on_behind_candidates_that_are_elsewhere_or_gone) {
+    DirectMachine machine;
+    EXPECT_EQ(answer(machine, kRoot, true), L"no");
+    machine.world.processes.start(L"C:\\Other\\brindler_dx_x64.exe");
+    const std::uint32_t vanished = machine.world.processes.start(kClient);
+    const std::uint32_t ended = machine.world.processes.start(kClient);
+    const HANDLE held = OpenProcess(0x101000, FALSE, ended);  // keeps the ended process there to be opened
+    machine.world.gate.add_watcher([&](const winsim::Call& call, winsim::Moment moment) {
+        if (call.name != "CreateToolhelp32Snapshot" || moment != winsim::Moment::after) return;
+        machine.world.processes.end(vanished);
+        machine.world.processes.end(ended);
+    });
+    machine.world.gate.reset();
+    EXPECT_EQ(answer(machine, kRoot, true), L"no");
+    EXPECT_EQ(machine.calls("OpenProcess").size(), 3U);
+    EXPECT_EQ(machine.calls("WaitForSingleObject").size(), 2U);
+    CloseHandle(held);
+    machine.world.processes.start(kClient);
+    EXPECT_EQ(answer(machine, kRoot, true), L"yes");
+    EXPECT_EQ(machine.world.processes.open_handles(), 0U);
+}
+
+TEST(ProcessInspection, never_takes_a_failed_look_for_a_no) {
+    const struct {
+        const char* call;
+        std::uint32_t error;
+        std::wstring text;
+    } rows[] = {{"CreateToolhelp32Snapshot", 8,
+                 L"Consultar processos (8): Not enough memory resources are available to "
+                 L"process this command.\r\n"},
+                {"OpenProcess", 5, kUnopened},
+                {"OpenProcess", 6, kUnopened},
+                {"OpenProcess", 87, L"no"},
+                {"WaitForSingleObject", 6, L"yes"},
+                {"QueryFullProcessImageNameW", 31, kNoImage}};
+    for (const auto& row : rows) {
+        DirectMachine machine;
+        machine.world.processes.start(kClient);
+        Faults faults(machine.world);
+        faults.add(row.call, L"", row.error);
+        EXPECT_EQ(answer(machine, kRoot, true), row.text) << row.call;
+        EXPECT_EQ(machine.world.processes.open_handles(), 0U) << row.call;
+    }
+    DirectMachine machine;
+    const std::uint32_t stranger = machine.world.processes.start(L"C:\\Other\\brindler_dx_x64.exe");
+    machine.world.processes.get(stranger).open_error = 5;
+    EXPECT_EQ(answer(machine, kRoot, true), kUnopened);
+}
+
+TEST(ProcessInspection, reads_image_paths_of_up_to_32767_units) {
+    for (const std::size_t units : {32767U, 32768U}) {
+        DirectMachine machine;
+        const std::wstring name = L"\\brindler_dx_x64.exe";
+        const std::wstring folder = L"C:\\" + std::wstring(units - name.size() - 3, L'x');
+        machine.world.processes.start(folder + name);
+        EXPECT_EQ(answer(machine, folder, true), units == 32767 ? L"yes" : kNoImage);
+    }
+}
+
+TEST(ProcessInspection, refuses_to_go_on_while_a_client_of_the_folder_runs) {
+    DirectMachine machine;
+    const auto ensure = [&] { return machine.refusal([&] { vandrel::ensure_no_other_client(machine.options()); }); };
+    EXPECT_EQ(ensure(), L"");
+    machine.start_client();
+    EXPECT_EQ(ensure(), L"Outro cliente desta pasta esta aberto. Feche-o e tente novamente.");
+    machine.world.processes.get(machine.client_pid).open_error = 5;
+    EXPECT_EQ(ensure(), kUnopened);
+}
+
+}  // namespace
+}  // namespace support

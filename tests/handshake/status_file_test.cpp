@@ -1,0 +1,147 @@
+#include "handshake/status_file.h"
+
+#include <gtest/gtest.h>
+
+#include "handshake/progress_reporter.h"
+#include "tests/support/direct.h"
+
+namespace support {
+namespace {
+
+using namespace std::string_literals;
+
+class StatusFile : public testing::Test {
+ protected:
+    StatusFile() : options(machine.options()) {
+        machine.world.disk.make_folder(machine.world.roaming + L"\\BrindlerQ3\\main\\updater");
+    }
+
+    // The document's text; the failure's if it wasn't written.
+    std::string written(const std::wstring& detail, std::int32_t progress = 0) {
+        const std::wstring text =
+            machine.refusal([&] { vandrel::write_status(options, L"checking", progress, detail); });
+        return text.empty() ? machine.status_text() : narrow(text);
+    }
+    static std::string document(const std::string& job, const std::string& detail) {
+        return "{\"jobId\":\"" + job + "\",\"state\":\"checking\",\"progress\":0,\"detail\":\"" + detail +
+               "\",\"release\":0,\"pendingFiles\":0}\n";
+    }
+
+    DirectMachine machine;
+    vandrel::LaunchOptions options;
+};
+
+TEST_F(StatusFile, is_one_line_of_json_in_a_fixed_order) {
+    options.job_id = L"a1";
+    options.release = 7;
+    options.file_count = 3;
+    vandrel::write_status(options, L"downloading", 42, L"Baixando arquivos verificados...");
+    EXPECT_EQ(machine.status_text(),
+              "{\"jobId\":\"a1\",\"state\":\"downloading\",\"progress\":42,\"detail\":\"Baixando arquivos "
+              "verificados...\",\"release\":7,\"pendingFiles\":3}\n");
+    options.release = 4294967295;
+    options.file_count = 18446744073709551615ULL;
+    EXPECT_EQ(written(L""),
+              "{\"jobId\":\"a1\",\"state\":\"checking\",\"progress\":0,\"detail\":\"\",\"release\":4294967295,"
+              "\"pendingFiles\":18446744073709551615}\n");
+}
+
+TEST_F(StatusFile, clamps_the_progress_to_0_and_100) {
+    for (const auto& [progress, shown] : {std::pair(INT32_MIN, "0"),
+                                          {-5, "0"},
+                                          {0, "0"},
+                                          {1, "1"},
+                                          {99, "99"},
+                                          {100, "100"},
+                                          {101, "100"},
+                                          {INT32_MAX, "100"}}) {
+        const std::string expected = "\"progress\":"s + shown + ",\"detail\"";
+        EXPECT_NE(written(L"", progress).find(expected), std::string::npos) << progress;
+    }
+}
+
+TEST_F(StatusFile, escapes_quotes_backslashes_and_control_bytes_and_nothing_else) {
+    const struct {
+        std::wstring text;
+        std::string quoted;
+    } rows[] = {{L"a\tb\nc", "\"a\\u0009b\\u000ac\""},
+                {L"\"\\/", "\"\\\"\\\\/\""},
+                {L"\0\x1F \x7F"s, "\"\\u0000\\u001f \x7F\""},
+                {L"\xE7\x20AC\xD83C\xDFAE", "\"\xC3\xA7\xE2\x82\xAC\xF0\x9F\x8E\xAE\""},
+                {L"good\xD800", "\"\""},
+                {L"", "\"\""}};
+    for (const auto& row : rows) EXPECT_EQ(vandrel::json_quote(row.text), row.quoted);
+}
+
+TEST_F(StatusFile, cuts_the_detail_to_1500_units_even_within_a_pair) {
+    const std::string job = narrow(options.job_id);
+    EXPECT_EQ(written(std::wstring(1500, L'a') + L"b"), document(job, std::string(1500, 'a')));
+    const std::wstring euros(2000, L'\x20AC');
+    std::string bytes;
+    for (int i = 0; i < 1500; ++i) bytes += "\xE2\x82\xAC";
+    EXPECT_EQ(written(euros), document(job, bytes));
+    EXPECT_EQ(written(std::wstring(1498, L'a') + L"\xD83C\xDFAE"),
+              document(job, std::string(1498, 'a') + "\xF0\x9F\x8E\xAE"));
+    EXPECT_EQ(written(std::wstring(1499, L'a') + L"\xD83C\xDFAE"), document(job, ""));
+}
+
+TEST_F(StatusFile, is_refused_at_16384_bytes_and_the_earlier_one_stays) {
+    const std::size_t frame = document("", "").size();
+    options.job_id = std::wstring(16383 - frame, L'a');
+    const std::string largest = document(std::string(16383 - frame, 'a'), "");
+    ASSERT_EQ(largest.size(), 16383U);
+    EXPECT_EQ(written(L""), largest);
+    EXPECT_EQ(written(L"x"), "Status muito grande.");
+    EXPECT_EQ(machine.status_text(), largest);
+}
+
+TEST_F(StatusFile, passes_on_what_the_write_raises_and_the_earlier_one_stays) {
+    const std::string before = written(L"before");
+    Faults faults(machine.world);
+    faults.add("WriteFile", L"", 112);
+    EXPECT_EQ(written(L"after"), "Falha ao gravar arquivo temporario.");
+    EXPECT_EQ(machine.status_text(), before);
+}
+
+class ProgressReporter : public StatusFile {
+ protected:
+    // The progress shown after a report, or -1 if none was written.
+    int shown(std::uint64_t total, std::uint64_t done, std::uint64_t file, std::uint64_t received) {
+        machine.world.disk.erase(machine.status_path());
+        const vandrel::DownloadProgressReporter report(last_tick, total, done, file, options);
+        report(received);
+        if (!machine.has_status()) return -1;
+        EXPECT_EQ(machine.status().state, "downloading");
+        EXPECT_EQ(machine.status().detail, "Baixando arquivos verificados...");
+        return machine.status().progress;
+    }
+
+    std::uint64_t last_tick = 0;
+};
+
+TEST_F(ProgressReporter, shows_the_share_of_all_bytes_rounded_down) {
+    const struct {
+        std::uint64_t total, done, file, received;
+        int progress;
+    } rows[] = {
+        {0, 0, 0, 0, 100},       {200, 0, 100, 0, 0},       {200, 0, 100, 1, 0},
+        {200, 0, 100, 99, 49},   {200, 0, 100, 100, 50},    {200, 0, 100, 500, 50},
+        {200, 100, 100, 99, 99}, {200, 100, 100, 100, 100}, {17179869184, 12884901888, 4294967296, 4294967295, 99}};
+    for (const auto& row : rows) {
+        last_tick = 0;
+        EXPECT_EQ(shown(row.total, row.done, row.file, row.received), row.progress) << row.done << "+" << row.received;
+    }
+}
+
+TEST_F(ProgressReporter, writes_first_at_once_and_then_every_100_ms_at_most) {
+    EXPECT_EQ(shown(100, 0, 100, 80), 80);
+    machine.world.clock.advance(99);
+    EXPECT_EQ(shown(100, 0, 100, 90), -1);
+    machine.world.clock.advance(1);
+    EXPECT_EQ(shown(100, 0, 100, 10), 10);  // a retried file starts over
+    EXPECT_EQ(shown(100, 0, 100, 11), -1);
+    EXPECT_EQ(last_tick, machine.world.clock.tick_ms());
+}
+
+}  // namespace
+}  // namespace support

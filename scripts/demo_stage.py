@@ -38,7 +38,7 @@ def contents_of_releases(build):
     """The three releases: content by path. The second changes and adds everything that a release can hold."""
     noise = random.Random(1)
     client, helper = (build / CLIENT).read_bytes(), (build / HELPER).read_bytes()
-    scripts = {f"modules/game/script {n:03}.lua": f"-- script {n}, first\n".encode() * 40 for n in range(150)}
+    scripts = {f"modules/game/script {n:03}.lua": f"-- script {n}, first\n".encode() * 40 for n in range(100)}
     first = {
         "init.lua": b"-- release 1\n", CLIENT: client, HELPER: helper, "layouts/main.ui": b"<main/>\n" * 100,
         "data/world.map": noise.randbytes(9 * MIB), "data/unchanged.dat": noise.randbytes(3 * MIB), **scripts,
@@ -111,10 +111,10 @@ class Player:
     def start(self):
         self.prefix.create()
 
-    def stop(self):
+    def stop(self, keep):
         if self._client and self._client.poll() is None:
             self._client.kill()
-        self.prefix.stop()
+        self.prefix.stop() if keep else self.prefix.remove()
 
     def play(self, *switches, at_handoff=None):
         """Starts the client for a fresh job and shows its lines. When it has closed for an update, shows the helper's

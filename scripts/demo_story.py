@@ -107,7 +107,7 @@ def play(options, work):
         last_check(player, releases)
     finally:
         publisher.stop()
-        player.stop()
+        player.stop(options.keep)
 
 
 def main():

@@ -17,6 +17,7 @@ struct Broken {
     std::vector<std::wstring> store;  // what is left in it; {"*"}: the active record among others
     Starts starts;                    // of the client
     bool handed_off = false;
+    bool asked = true;  // for a file of the release
 };
 
 auto say_at(const char* state, const char* command) {
@@ -25,6 +26,7 @@ auto say_at(const char* state, const char* command) {
 const std::vector<std::wstring> kNothing;
 const std::vector<std::wstring> kActive{L"*"};
 const std::vector<std::wstring> kEmptyFolder{std::wstring(kJob) + L"\\", std::wstring(kJob) + L"\\files\\"};
+const std::vector<std::wstring> kStaged{kEmptyFolder[0], kEmptyFolder[1], kEmptyFolder[0] + L"staging.transaction"};
 
 const std::vector<Broken> kBroken{
     {"cancel before the first file",
@@ -32,7 +34,9 @@ const std::vector<Broken> kBroken{
      text(kCancelled),
      Broken::old_files,
      kNothing,
-     {}},
+     {},
+     false,
+     false},
     {"cancel in a transfer",
      [](Job& job, Faults&) {
          job.tamper = [&job](const winsim::Request& request, winsim::Response&) {
@@ -80,12 +84,25 @@ const std::vector<Broken> kBroken{
      Broken::old_files,
      kNothing,
      {}},
+    {"the same, and the client has ended by itself",
+     [](Job& job, Faults&) {
+         job.on_state("downloading", [&job] { job.end_client(); });
+         job.tamper = [](const winsim::Request&, winsim::Response& response) {
+             if (response.body == "helper 2") response.status = 404;
+         };
+     },
+     text(L"Servidor respondeu HTTP 404."),
+     Broken::old_files,
+     kNothing,
+     {}},
     {"the staging record can't be written",
      [](Job&, Faults& faults) { faults.add("CreateFileW", L"staging.transaction"); },
      after(L"Criar arquivo temporario"),
      Broken::old_files,
      kEmptyFolder,
-     {}},
+     {},
+     false,
+     false},
     {"a failed discard is dropped",
      [](Job& job, Faults& faults) {
          say_at("downloading", "cancel")(job, faults);
@@ -93,8 +110,10 @@ const std::vector<Broken> kBroken{
      },
      text(kCancelled),
      Broken::old_files,
-     {std::wstring(kJob) + L"\\", std::wstring(kJob) + L"\\files\\", std::wstring(kJob) + L"\\staging.transaction"},
-     {}},
+     kStaged,
+     {},
+     false,
+     false},
     {"whether the record stands can't be told",
      [](Job& job, Faults& faults) {
          job.on_state("downloading", [&job, &faults] {
@@ -104,8 +123,10 @@ const std::vector<Broken> kBroken{
      },
      text(L"Falha local no atualizador. Seus arquivos de recuperacao foram preservados."),
      Broken::old_files,
-     {std::wstring(kJob) + L"\\", std::wstring(kJob) + L"\\files\\", std::wstring(kJob) + L"\\staging.transaction"},
-     {}},
+     kStaged,
+     {},
+     false,
+     false},
     {"a client of the folder still runs at the install",
      [](Job& job, Faults&) { job.world.processes.start(L"C:\\Game\\brindler_gl_x64.exe"); },
      text(L"Outro cliente desta pasta esta aberto. Feche-o e tente novamente."),
@@ -180,6 +201,7 @@ TEST(Apply, whatever_fails_is_taken_back_or_discarded_and_a_closed_client_starte
         EXPECT_EQ(machine.status().progress, 0);
         EXPECT_EQ(machine.detail(), broken.detail(faults));
         EXPECT_EQ(machine.client_starts(), broken.starts);
+        EXPECT_EQ(machine.downloads_requested(), broken.asked);
         EXPECT_EQ(machine.world.disk.exists(machine.active_record()), broken.store == kActive);
         if (broken.store != kActive) {
             EXPECT_EQ(machine.store(), broken.store);

@@ -7,6 +7,7 @@ namespace {
 
 const std::string kReplaced = "data/things.dat";  // the first of the plan
 const std::string kNew = "layouts/deep/new.ui";   // the second
+const std::wstring kIrregular = L"Destino de download existente nao e um arquivo regular.";
 
 Files release_two() {
     Files files = minimal_client();
@@ -60,7 +61,6 @@ struct Check {
 };
 
 TEST(Install, of_two_faults_the_earlier_check_stops_it_before_anything_changes) {
-    const std::wstring irregular = L"Destino de download existente nao e um arquivo regular.";
     const std::wstring staged_differs = L"Arquivo preparado nao confere antes da instalacao.";
     const std::wstring changed = L"Cliente mudou durante o download; nenhuma alteracao aplicada.";
     const std::vector<Check> checks{
@@ -73,11 +73,11 @@ TEST(Install, of_two_faults_the_earlier_check_stops_it_before_anything_changes) 
              it.world.disk.erase(L"C:\\Game\\data");
              it.world.disk.make_junction(L"C:\\Game\\data", L"C:\\Real");
          }},
-        {"target 1", irregular, [](Install& it) { it.make_folder_at(it.target(kReplaced)); }},
-        {"staged 1", irregular, [](Install& it) { it.make_folder_at(it.staged(kReplaced)); }},
+        {"target 1", kIrregular, [](Install& it) { it.make_folder_at(it.target(kReplaced)); }},
+        {"staged 1", kIrregular, [](Install& it) { it.make_folder_at(it.staged(kReplaced)); }},
         {"staged 1", staged_differs, [](Install& it) { it.world.disk.put(it.staged(kReplaced), "things 3"); }},
         {"target 1", changed, [](Install& it) { it.world.disk.put(it.target(kReplaced), "Things 1"); }},
-        {"target 2", irregular, [](Install& it) { it.make_folder_at(it.target(kNew)); }},
+        {"target 2", kIrregular, [](Install& it) { it.make_folder_at(it.target(kNew)); }},
         {"staged 2", staged_differs, [](Install& it) { it.world.disk.erase(it.staged(kNew)); }},
         {"target 2", changed, [](Install& it) { it.world.disk.put(it.target(kNew), "new 2"); }},
     };
@@ -110,6 +110,14 @@ TEST(Install, a_failure_behind_the_publication_leaves_what_the_roll_back_needs) 
         {"a backup folder that has become a junction",
          [](Install& it) { redirect(it.world, it.transaction_folder() + L"\\backup"); },
          text(L"Diretorio com redirecionamento recusado."), "things 1", ""},
+        {"a target that turns into a folder behind the publication",
+         [](Install& it) {
+             at_call(it.world, "MoveFileExW", L"active.transaction", winsim::Moment::after,
+                     [&it] { it.make_folder_at(it.target(kReplaced)); });
+         },
+         text(kIrregular), "", ""},
+        {"a folder at the backup's place", [](Install& it) { it.make_folder_at(it.backup(kReplaced)); },
+         text(kIrregular), "things 1", ""},
         {"a replacement that fails", [](Install& it) { it.faults.add("ReplaceFileW", L"things.dat"); },
          before(L"Substituir arquivo com backup"), "things 1", ""},
         {"a new file that can't be moved", [](Install& it) { it.faults.add("MoveFileExW", L"new.ui"); },
@@ -182,7 +190,7 @@ TEST(RemoveManagedFile, a_missing_file_is_no_failure_and_nothing_but_a_file_of_t
         return refusal(install.world, [&] { vandrel::remove_managed_file(kRoot, path); });
     };
     EXPECT_EQ(remove(L"C:\\Game\\none"), L"");
-    EXPECT_EQ(remove(L"C:\\Game\\data"), L"Destino de download existente nao e um arquivo regular.");
+    EXPECT_EQ(remove(L"C:\\Game\\data"), kIrregular);
     EXPECT_EQ(remove(L"C:\\Game\\..\\Users\\x"),
               L"Destino de download escapa da pasta permitida ou contem redirecionamento.");
     EXPECT_EQ(install.client_files(), minimal_client());

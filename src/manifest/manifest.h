@@ -27,7 +27,8 @@ class SignedBytes {
     static constexpr std::size_t kRoomInFront = 40;
     static constexpr std::size_t kLargestBuffer = 33554432;  // 32 MiB; memory is used only as far as it is written
 
-    SignedBytes() : SignedBytes(std::span<const std::uint8_t>{}) {}
+    // No document and no room behind.
+    SignedBytes() : buffer_(kRoomInFront) {}
     // A copy of `document`, with room for a buffer of kLargestBuffer.
     explicit SignedBytes(std::span<const std::uint8_t> document);
     // Takes over a buffer in which `size` bytes of document stand behind the room in front, with the room it has.

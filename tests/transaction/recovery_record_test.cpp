@@ -156,6 +156,7 @@ TEST(RecoveryRecord, the_writer_checks_nothing_but_32_MiB) {
     winsim::World world;
     vandrel::TransactionPlan plan;
     plan.job_id = L"short";
+    plan.manifest.signed_bytes = vandrel::SignedBytes(vandrel::Bytes{});
     plan.files.resize(1);
     plan.files[0].manifest_index = 77;
     plan.files[0].prior.size = UINT64_MAX;

@@ -19,25 +19,21 @@ add_library(updater_resources OBJECT src/launcher/updater.rc)
 set_source_files_properties(src/launcher/updater.rc PROPERTIES OBJECT_DEPENDS
     "${CMAKE_SOURCE_DIR}/src/launcher/updater.manifest")
 
-if(helper_sources)
-    add_executable(vandrel_updater WIN32 ${helper_sources} $<TARGET_OBJECTS:updater_resources>)
-    set_target_properties(vandrel_updater PROPERTIES OUTPUT_NAME "Vandrel Updater")
-    target_include_directories(vandrel_updater PRIVATE src "${generated_dir}")
-    target_link_libraries(vandrel_updater PRIVATE winhttp bcrypt shell32)
-endif()
+add_executable(vandrel_updater WIN32 ${helper_sources} $<TARGET_OBJECTS:updater_resources>)
+set_target_properties(vandrel_updater PROPERTIES OUTPUT_NAME "Vandrel Updater")
+target_include_directories(vandrel_updater PRIVATE src "${generated_dir}")
+target_link_libraries(vandrel_updater PRIVATE winhttp bcrypt shell32)
 
 file(GLOB sample_client_sources CONFIGURE_DEPENDS sample_client/*.cpp)
-if(sample_client_sources)
-    add_executable(sample_client ${sample_client_sources})
-    set_target_properties(sample_client PROPERTIES OUTPUT_NAME brindler_dx_x64)
-    # nlohmann-json is headers alone, so the system's package serves here too, without the rest of its include folder.
-    find_path(json_headers nlohmann/json.hpp PATHS /usr/include REQUIRED NO_CMAKE_FIND_ROOT_PATH)
-    file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/headers")
-    file(CREATE_LINK "${json_headers}/nlohmann" "${CMAKE_BINARY_DIR}/headers/nlohmann" SYMBOLIC)
-    target_include_directories(sample_client PRIVATE "${CMAKE_SOURCE_DIR}")
-    target_include_directories(sample_client SYSTEM PRIVATE "${CMAKE_BINARY_DIR}/headers")
-    target_link_libraries(sample_client PRIVATE shell32)
-endif()
+add_executable(sample_client ${sample_client_sources})
+set_target_properties(sample_client PROPERTIES OUTPUT_NAME brindler_dx_x64)
+# nlohmann-json is headers alone, so the system's package serves here too, without the rest of its include folder.
+find_path(json_headers nlohmann/json.hpp PATHS /usr/include REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/headers")
+file(CREATE_LINK "${json_headers}/nlohmann" "${CMAKE_BINARY_DIR}/headers/nlohmann" SYMBOLIC)
+target_include_directories(sample_client PRIVATE "${CMAKE_SOURCE_DIR}")
+target_include_directories(sample_client SYSTEM PRIVATE "${CMAKE_BINARY_DIR}/headers")
+target_link_libraries(sample_client PRIVATE shell32)
 
 # Each source in tests/probes is a probe_NAME.exe; the sources in tests/probes/windows belong to every one of them.
 add_custom_target(probes)

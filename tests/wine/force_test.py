@@ -10,22 +10,21 @@ instruction such a moment falls is up to the machine: a failure can't be replaye
 
 import os
 import random
+import secrets
 import shutil
-import signal
 import time
 import unittest
 from collections import Counter
 
 from harness.folder import ClientFolder, digests_of_contents
-from harness.job import HELPER, wait_until
+from harness.job import HELPER
 from harness.lab import HelperTest
-from harness.prefix import processes_of
+from harness.stages import STAGES, StagedRun
 
+CURRENT = "Cliente atualizado."
 INSTALLED = "Atualizacao instalada."
 RESTORED = "Versao anterior restaurada. Tente atualizar novamente quando desejar."
-MODULES = [f"modules/{number:02}.lua" for number in range(8)]
-# The first instance from its first status on; the copy up to the handoff; the copy from its client's end to its own.
-STAGES = ("first", "copy", "install")
+REPLACED = ["data/a.dat", HELPER, *(f"modules/{number:02}.lua" for number in range(8))]
 
 
 class Force(HelperTest):
@@ -33,64 +32,112 @@ class Force(HelperTest):
 
     def setUp(self):
         super().setUp()
-        seed = int(os.environ.get("VANDREL_FORCE_SEED", "1"))
+        self.folder.remove()
+        self.folder = self.make_folder("force-" + secrets.token_hex(8))
         self.kills = int(os.environ.get("VANDREL_FORCE_KILLS", "20"))
-        print(f"seed {seed}, {self.kills} kills at random moments", flush=True)
-        self.random = random.Random(seed)
+        self.seed = int(os.environ.get("VANDREL_FORCE_SEED", "1"))
+        self.random = random.Random(self.seed)
         self.lengths, self.seen, self.number = {}, Counter(), 0
-        self.new = {**self.old_files(), **{path: b"0" for path in MODULES}}
-        self.store = self.folder.path / ".vandrel-updater"
-        self.active = self.store / "active.transaction"
+        self.new = {**{path: b"0" for path in REPLACED}, **self.old_files()}
         self.folder.write(self.new)
+        self.active = self.folder.path / ".vandrel-updater" / "active.transaction"
 
-    def next_release(self):
-        """What is installed is the old release now, and the next one is served."""
+    def serve_next_release(self):
+        """What is installed becomes the old release."""
         shutil.rmtree(self.folder.path / "data/added", ignore_errors=True)
         shutil.rmtree(self.lab.prefix.temporary / "VandrelUpdater", ignore_errors=True)
         self.old = {path: content for path, content in self.new.items() if not path.startswith("data/added/")}
         self.number += 1
-        changed = {path: b"%d " % self.number * 2000 for path in ("data/a.dat", *MODULES)}
-        self.new = {**self.old, **changed, HELPER: self.lab.helper + b"%d" % self.number, "data/added/empty.dat": b"",
-                    "data/added/deep/er.dat": b"%d" % self.number}
+        mark = b"%d " % self.number
+        changed = {path: mark * 2000 for path in REPLACED}
+        self.new = {**self.old, **changed, HELPER: self.lab.helper + mark, "data/added/empty.dat": b"",
+                    "data/added/deep/er.dat": mark}
         self.serve(self.new, self.number)
 
-    def start(self):
-        """A client and a helper that finds the player's consent already there."""
-        client, job = self.start_client(), self.make_job()
-        job.updater.mkdir(parents=True, exist_ok=True)
-        job.command("apply")
-        job.start_helper(job.arguments(client.pid))
-        return client, job
+    def begin(self):
+        self.kind = "restoration" if self.active.exists() else "update"
+        return StagedRun(self.start_client(), self.make_job(), self.lengths.setdefault(self.kind, {}))
 
-    def go(self, killed_in=None, share=0.0):
-        """One start to its end, or to the kill after a share of a stage. Gives the job, None when a kill came late."""
-        kind = "restoration" if self.active.exists() else "update"
-        client, job = self.start()
-        reached = (lambda: job.history, lambda: processes_of("/RELOCATED", job.id), lambda: "handoff" in job.states())
-        begun = {}
-        for stage, is_reached in zip(STAGES, reached):
-            wait_until(lambda: is_reached() or not job.processes(), lambda: f"{stage}; history {job.history}", pause=0.002)
-            if not is_reached():
-                break
-            if stage == "install":
-                client.kill()
-            begun[stage] = time.monotonic()
-            if stage == killed_in:
-                time.sleep(share * self.lengths[kind, stage])
-                return job if self.kill(client, job) else None
-        self.assertEqual(0, job.wait_end(), job.history)
-        if client.is_running():
-            client.kill()
-        ends = [*list(begun.values())[1:], time.monotonic()]
-        self.lengths.update({(kind, stage): end - begun[stage] for stage, end in zip(begun, ends)} if len(begun) == 3 else {})
-        return job
+    def struck(self, stage, strike):
+        """A start to whose helper `strike`, a function of the run, is done when the stage begins: what it left."""
+        run = self.begin()
+        for passed in STAGES[:STAGES.index(stage) + 1]:
+            self.assertTrue(run.reach(passed), run.job.history)
+        in_time = strike(run)
+        run.clear_away()
+        left = self.look()
+        self.seen[self.kind, "a client begun that never ran", left] += run.end_begun_client()
+        return in_time, left
 
-    def kill(self, client, job):
-        """Kills the helper, then the client. False if the helper was gone."""
-        helpers = job.processes()
-        for pid in helpers:
-            os.kill(pid, signal.SIGKILL)
-        wait_until(lambda: job.kill() or not job.processes(), "the helper's end")
-        if client.is_running():
-            client.kill()
-        return bool(helpers)
+    def kill_at_random(self):
+        stage, share = self.random.choice((*STAGES, "install")), self.random.random()
+        in_time, left = self.struck(stage, lambda run: run.kill_after(share * run.lengths[stage]))
+        self.seen[self.kind, stage if in_time else "too late", left] += 1
+        self.kills -= in_time
+        return left
+
+    def kill_between_files(self):
+        """Kills an installation when a random number of files, but not all, have a backup."""
+        wanted = self.random.randrange(1, len(REPLACED))
+        _, left = self.struck("install", lambda run: run.kill_at_backups(wanted))
+        self.assertIn("record", left)
+        self.seen["update", "between files", left] += 1
+        return left
+
+    def look(self):
+        """Right after a kill. Without a record the folder is one release. With it each file is the old one, or the new
+        one whose old version stands as backup; under Wine, where a replacement is two renames, one may be missing."""
+        found, old, new = self.folder.digests(), digests_of_contents(self.old), digests_of_contents(self.new)
+        if not self.active.exists():
+            self.assertIn(found, (old, new))
+            return "old" if found == old else "new"
+        job = self.active.read_bytes()[4:36].decode()
+        backup = ClientFolder(self.lab.prefix, self.active.parent / job / "backup").digests()
+        changed = [path for path in new if found.get(path) != old.get(path)]
+        for path in changed:
+            self.assertEqual(old.get(path), backup.get(path), path)
+            self.assertIn(found.get(path), (None, new[path]), path)
+        missing = [path for path in changed if path not in found]
+        self.assertLessEqual(len(missing), 1)
+        self.assertLessEqual(found.keys(), new.keys())
+        if HELPER in missing:  # nothing could be started: the player has to bring it back from somewhere
+            self.folder.write({HELPER: self.old[HELPER]})
+        return f"record, {len(changed):2} of 12 files changed" + (", one missing" if missing else "")
+
+    def end_whole(self, left=""):
+        """A whole start, after a kill that left what look() says; gives the release that stands."""
+        text = RESTORED if left.startswith("record") else CURRENT if left == "new" else INSTALLED
+        run = self.begin()
+        all(run.reach(stage) for stage in STAGES)
+        code = run.finish()
+        self.assertEqual((0, text), (code, run.job.status()["detail"]), f"after {left}: {run.job.history}")
+        self.assert_files(self.old if text == RESTORED else self.new)
+        return "old" if text == RESTORED else "new"
+
+    def run_a_day_later(self):
+        """A last ordinary run: it brings the new release, and clears away what killed runs have left."""
+        for record in self.active.parent.glob("*/staging.transaction"):
+            os.utime(record, (time.time() - 90000,) * 2)
+        self.end_whole()
+        self.assertEqual([], list(self.active.parent.glob("*/staging.transaction")))
+
+    def test_what_a_killed_helper_leaves_is_made_whole_by_the_next_start(self):
+        print(f"seed {self.seed}, {self.kills} kills at random moments", flush=True)
+        self.serve_next_release()
+        self.end_whole(self.kill_between_files())
+        self.run_a_day_later()  # by now each stage has been measured
+        while self.kills > 0:
+            self.serve_next_release()
+            self.kill_between_files()
+            for _ in range(2):  # the restoration, and then the update from what was restored
+                stands = self.end_whole(self.kill_at_random())
+                if stands == "new":
+                    break
+            else:
+                self.run_a_day_later()
+        for (kind, moment, left), count in sorted((+self.seen).items()):
+            print(f"{count:4}  {kind}, {moment}: {left}")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -18,9 +18,8 @@ struct Arguments {
     bool full = false;
     bool quick = false;
     bool first = false;
-    bool harsh = false;
     bool list = false;
-    std::string only;  // "cuts", "faults", "neighbours", "walk"; empty: all
+    std::string only;  // "order", "cuts", "faults", "neighbours", "walk"; empty: all
     std::string replay;
     std::uint64_t seed = 0;
     bool walk = false;
@@ -91,6 +90,7 @@ void explore(const Arguments& arguments, Judge& judge, Report& report) {
     const auto choose = [&](const auto& quick, const auto& usual, const auto& full) {
         return arguments.full ? full : arguments.quick ? quick : usual;
     };
+    if (wanted("order")) explore_harsher_losses(judge, report);
     if (wanted("cuts")) explore_power_cuts(judge, choose(kQuickCuts, kDefaultCuts, Depth{}), report);
     if (wanted("faults")) explore_faults(judge, choose(kQuickFaults, kDefaultFaults, FaultDepth{}), report);
     if (wanted("neighbours")) {
@@ -109,8 +109,6 @@ int run(const Arguments& arguments) {
     if (arguments.walk) {
         const bool unlimited = arguments.lives == 0 && arguments.seconds == 0;
         walk(arguments.seed, unlimited ? kDefaultWalks : arguments.lives, arguments.seconds, report);
-    } else if (arguments.harsh) {
-        explore_harsher_losses(judge, report);
     } else {
         explore(arguments, judge, report);
     }
@@ -130,9 +128,11 @@ int main(int argc, char** argv) {
     app.add_flag("--full", arguments.full, "everything, not the default run's choice");
     app.add_flag("--quick", arguments.quick, "a part of the default run, in a few seconds");
     app.add_flag("--first", arguments.first, "stop at the first violation");
-    app.add_option("--only", arguments.only, "one kind: cuts, faults, neighbours, walk")
-        ->check(CLI::IsMember({"cuts", "faults", "neighbours", "walk"}));
-    app.add_flag("--harsh", arguments.harsh, "names lost independently of each other; finds what breaks, never fails");
+    app.add_option("--only", arguments.only, "one kind: order, cuts, faults, neighbours, walk")
+        ->check(CLI::IsMember({"order", "cuts", "faults", "neighbours", "walk"}));
+    app.add_flag_callback(
+        "--harsh", [&] { arguments.only = "order"; },
+        "names lost independently of each other: what breaks, by what loss");
     app.add_option("--replay", arguments.replay, "one case, with its calls");
     CLI::Option* walking = app.add_option("--walk", arguments.seed, "a random walk with this seed");
     app.add_option("--lives", arguments.lives, "how many lives the walk has")->needs(walking);

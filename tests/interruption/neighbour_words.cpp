@@ -93,16 +93,17 @@ const std::vector<Row>& rows() {
         {"update", "edited flipped", "verifying", {kAltered, kNewAltered, kInstalled}},
         {"update", "edited flipped", "proved", {kInstalled}},
         {"update", "flipped", "before_plan", {kInstalled}},
-        {"update", "flipped", "planning planned", {kChangedMeanwhile, kInstalled}},  // nothing to flip in a new file
+        {"update", "flipped", "planning", {kChangedMeanwhile, kInstalled}},
+        {"update", "flipped", "planned", {kChangedMeanwhile}},
         {"update", "flipped", "proving", {kChangedMeanwhile, kInstalled}},
         {"update", "deleted", "before_plan", {kInstalled, kPrepare, kUnverified}},
         {"update", "deleted", "planning", {kInstalled, kChangedMeanwhile, kUnverified, kOpen}},
-        {"update", "deleted", "planned", {kChangedMeanwhile, kInstalled}},
-        {"update", "deleted", "proving", {kChangedMeanwhile, kNoBackup, kInstalled}},
+        {"update", "deleted", "planned", {kChangedMeanwhile}},
+        {"update", "deleted", "proving", {kChangedMeanwhile, kNoBackup}},
         {"update", "deleted", "changed", {kFinalCheck}},
         {"update", "deleted", "verifying", {kFinalCheck, kInstalled}},
         {"update", "deleted", "proved", {kInstalled}},
-        {"update", "read-only", "before_plan planning planned proving", {kReplace, kInstalled}},
+        {"update", "read-only", "before_plan planning planned proving", {kReplace}},
         {"update", "read-only", "changed verifying proved", {kInstalled}},
         {"update", "folder junction", "before_plan", {kUnverified, kNoFile, kOpen, kPrepare}},
         {"update", "folder junction", "planning", {kUnverified, kNoFile, kOpen}},
@@ -110,7 +111,8 @@ const std::vector<Row>& rows() {
         {"update", "folder junction", "proving", {kNoFile, kChangedMeanwhile}},
         {"update", "folder junction", "verifying", {kNoFile, kInstalled}},
         {"update", "folder junction", "proved", {kInstalled}},
-        {"update", "staged-flipped", kAlways, {kInstalled, kStagedDiffers, kAltered, kNewAltered}},
+        {"update", "staged-flipped", "before_plan planning planned", {kStagedDiffers}},
+        {"update", "staged-flipped", "proving", {kStagedDiffers, kAltered, kNewAltered}},
         {"update", "backup-flipped half-* reader-80", kAlways, {kInstalled}},
         {"update", "client", kEarly, {kOtherClient}},
         {"update", "client", kLate, {kInstalled}},
@@ -126,8 +128,8 @@ const std::vector<Row>& rows() {
         {"restoration", "folder junction", "before_plan planning planned", {kNoFile, kPrepare}},
         {"restoration", "folder junction", "proving", {kNoFile, kAltered, kNewAltered, kRestore, kRemove}},
         {"restoration", "folder junction", "changed verifying proved", {kRestored}},
-        {"restoration", "backup-flipped", "before_plan planning planned proving", {kBackupDiffers, kRestored}},
-        {"restoration", "backup-flipped", "changed verifying proved", {kRestored}},
+        {"restoration", "backup-flipped", "before_plan planning planned", {kBackupDiffers}},
+        {"restoration", "backup-flipped", "proving", {kBackupDiffers, kRestored}},
         {"restoration", "staged-flipped half-* reader-80", kAlways, {kRestored}},
         {"restoration", "client", kEarly, {kOtherClient}},
         {"restoration", "client", kLate, {kRestored}},
@@ -160,12 +162,15 @@ const char* when(const Story& story, const Deed& deed) {
 }
 
 // What somebody has written into a file is overwritten only where the rules accept it: an update that has found it
-// there replaces it with the player's consent; and between the last check and the change lies the gap that they name.
+// there replaces it with the player's consent; and between the last check of a file and its change lies the gap that
+// they name. A new file has no such gap: its rename never replaces.
 bool is_lost(const Visit& visit, const Story& story, const Deed& deed) {
     if (deed.what != "edited") return false;
     const Window window = window_of(story, deed);
-    const bool planned_with_it = story.name == "update" && window <= Window::planning;
-    if (planned_with_it || window == Window::proving) return false;
+    const bool update = story.name == "update";
+    if (update && window <= Window::planning) return false;
+    const bool has_gap = !update || release_files(kOldRelease).contains(deed.file);
+    if (window == Window::proving && has_gap) return false;
     const winsim::Disk& disk = visit.machine.world.disk;
     const std::wstring target = target_of(deed.file);
     return !disk.exists(target) || disk.is_folder(target) || disk.read(target) != kEdited;
@@ -183,10 +188,14 @@ Window window_of(const Story& story, const Deed& deed) {
     return deed.call <= touches.verify_last ? Window::verifying : Window::proved;
 }
 
-std::string wrong_words_beside(const Visit& visit, const Story& story, const Deed& deed, bool succeeded) {
+std::string wrong_words_beside(const Visit& visit, const Story& story, const Deed& deed, bool done, bool succeeded) {
     if (!visit.machine.has_status()) return "no status was written";
     const support::Status status = visit.machine.status();
     if ((status.state == "current") != succeeded) return "exit code and status disagree: " + status.state;
+    if (!done) {
+        const char* const usual = story.name == "update" ? kInstalled : kRestored;
+        return status.detail == usual ? "" : "no deed, but " + status.state + " '" + status.detail + "'";
+    }
     if (is_lost(visit, story, deed)) return "the neighbour's work is lost";
     for (const Row& row : rows()) {
         if (row.story != story.name || !lists(row.deeds, deed.what)) continue;

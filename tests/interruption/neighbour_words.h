@@ -39,7 +39,8 @@ enum class Window : std::uint8_t {
 };
 Window window_of(const Story& story, const Deed& deed);
 
-// What is wrong with the last status, and with what has become of the neighbour's work.
-std::string wrong_words_beside(const Visit& visit, const Story& story, const Deed& deed, bool succeeded);
+// What is wrong with the last status, and with what has become of the neighbour's work. `done`: there was something to
+// do the deed to; otherwise the visit must end as if nobody had come.
+std::string wrong_words_beside(const Visit& visit, const Story& story, const Deed& deed, bool done, bool succeeded);
 
 }  // namespace interruption

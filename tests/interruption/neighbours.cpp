@@ -24,12 +24,13 @@ std::wstring in_store(const Visit& visit, const wchar_t* tree, const std::string
     return store + job + L"\\" + tree + target_of(managed).substr(std::wstring(support::kRoot).size());
 }
 
-void flip(winsim::Disk& disk, const std::wstring& path) {
-    if (!disk.exists(path) || disk.is_folder(path)) return;
+bool flip(winsim::Disk& disk, const std::wstring& path) {
+    if (!disk.exists(path) || disk.is_folder(path)) return false;
     std::string content = disk.read(path);
-    if (content.empty()) return;
+    if (content.empty()) return false;
     content[0] = static_cast<char>(content[0] ^ 1);
     disk.put(path, content);
+    return true;
 }
 
 void hold_for(support::Machine& machine, const std::wstring& path, std::uint32_t share, std::uint64_t ms) {
@@ -40,24 +41,25 @@ void hold_for(support::Machine& machine, const std::wstring& path, std::uint32_t
     }
 }
 
-void do_deed(Visit& visit, const Deed& deed) {
+// False if there was nothing to do it to.
+bool do_deed(Visit& visit, const Deed& deed) {
     winsim::Disk& disk = visit.machine.world.disk;
     const std::wstring path = target_of(deed.file);
     if (deed.what == "client") visit.machine.world.processes.start(support::kClient);
-    if (deed.what == "edited") {
-        if (disk.exists(path) && disk.is_folder(path)) return;
-        disk.put(path, kEdited);
-    }
-    if (deed.what == "flipped") flip(disk, path);
-    if (deed.what == "staged-flipped") flip(disk, in_store(visit, L"files", deed.file));
-    if (deed.what == "backup-flipped") flip(disk, in_store(visit, L"backup", deed.file));
-    if (deed.what == "deleted" || deed.what == "folder" || deed.what == "junction") disk.erase(path);
-    if (deed.what == "folder") disk.make_folder(path);
-    if (deed.what == "junction") disk.make_junction(path, kElsewhere);
-    if (deed.what == "read-only" && disk.exists(path)) disk.set_attributes(path, kReadOnly);
     if (deed.what.starts_with("reader-")) {
         hold_for(visit.machine, visit.machine.status_path(), kReadWriteShare, std::stoull(deed.what.substr(7)));
     }
+    if (deed.file.empty()) return true;
+    if (deed.what == "flipped") return flip(disk, path);
+    if (deed.what == "staged-flipped") return flip(disk, in_store(visit, L"files", deed.file));
+    if (deed.what == "backup-flipped") return flip(disk, in_store(visit, L"backup", deed.file));
+    const bool was_there = disk.exists(path);
+    if (deed.what == "read-only" && was_there) disk.set_attributes(path, kReadOnly);
+    if (deed.what == "deleted" || deed.what == "folder" || deed.what == "junction") disk.erase(path);
+    if (deed.what == "edited") disk.put(path, kEdited);
+    if (deed.what == "folder") disk.make_folder(path);
+    if (deed.what == "junction") disk.make_junction(path, kElsewhere);
+    return was_there || (deed.what != "read-only" && deed.what != "deleted");
 }
 
 // "scanner-7-30-0": share, milliseconds, and which file (0: each).
@@ -86,15 +88,14 @@ void write_in_two_goes(Visit& visit, std::size_t first) {
     });
 }
 
-void arrange(Visit& visit, const Deed& deed) {
+// `done` tells, when the visit has run, whether the deed came, and was done to something.
+void arrange(Visit& visit, const Deed& deed, bool& done) {
+    done = deed.call == 0;
     if (deed.what.starts_with("scanner-")) return run_scanner(visit, deed.what);
     if (deed.what.starts_with("half-")) return write_in_two_goes(visit, std::stoul(deed.what.substr(5)));
-    auto done = std::make_shared<bool>(false);
-    visit.machine.world.gate.add_watcher([&visit, deed, done](const winsim::Call& call, winsim::Moment moment) {
+    visit.machine.world.gate.add_watcher([&visit, &done, deed](const winsim::Call& call, winsim::Moment moment) {
         const bool now = moment == winsim::Moment::before && visit.run_now() == deed.run && call.number == deed.call;
-        if (!now || *done) return;
-        *done = true;
-        do_deed(visit, deed);
+        if (now && !done) done = do_deed(visit, deed);
     });
 }
 
@@ -131,10 +132,26 @@ std::string wrong_in_second_refusal(const Snapshot& disk, const std::string& wor
     return not_as_before(before, picture_of(again.machine.world.disk));
 }
 
+// The walk goes from the last file to the first: those behind the refused one are old again, those before it still new.
+std::string wrong_order_of_refusal(const winsim::Disk& disk, const Deed& deed) {
+    const Files& old = release_files(kOldRelease);
+    for (const auto& [managed, content] : release_files(kNewRelease)) {
+        if (managed == deed.file) continue;
+        const bool put_back = managed > deed.file;
+        const std::wstring path = target_of(managed);
+        const bool expected = put_back && !old.contains(managed)
+                                  ? !disk.exists(path)
+                                  : disk.exists(path) && disk.read(path) == (put_back ? old.at(managed) : content);
+        if (!expected) return managed + (put_back ? " has not been put back" : " has been put back too early");
+    }
+    return {};
+}
+
 std::string judge_deed(Judge& judge, const Story& story, const Deed& deed, bool trace) {
     Visit visit(story.disk, kFirstVisit);
     visit.machine.world.gate.keep_trace(trace);
-    arrange(visit, deed);
+    bool done = false;
+    arrange(visit, deed, done);
     const Ending ending = visit.run();
     for (const std::string& line : visit.machine.world.gate.trace()) std::printf("%s\n", line.c_str());
     winsim::Disk& disk = visit.machine.world.disk;
@@ -142,9 +159,13 @@ std::string judge_deed(Judge& judge, const Story& story, const Deed& deed, bool 
     if (wrong.empty()) {
         wrong = foreign_content(without(judge.before(), deed), kNewRelease, without(picture_of(disk), deed));
     }
-    if (wrong.empty()) wrong = wrong_words_beside(visit, story, deed, ending.last().exit_code == 0);
+    if (wrong.empty()) wrong = wrong_words_beside(visit, story, deed, done, ending.last().exit_code == 0);
     if (!wrong.empty()) return wrong;
     const std::string words = visit.machine.has_status() ? visit.machine.status().detail : "";
+    if (wrong.empty() && words.ends_with("recuperacao interrompida.") && deed.what != "deleted" &&
+        story.name == "restoration") {
+        wrong = wrong_order_of_refusal(disk, deed);
+    }
     // The neighbour lets go of what it holds.
     visit.machine.world.clock.advance(120000);
     const bool stays_refused = deed.what == "edited" || deed.what.ends_with("flipped");

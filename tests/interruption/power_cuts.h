@@ -34,7 +34,8 @@ void explore_power_cuts(Judge& judge, const Depth& depth, Report& report);
 void bring_scanner(const std::string& base, Visit& visit);
 
 // The harsher model: pending changes of names that may be lost independently of each other. First cuts of both base
-// lives only; what breaks is counted by the loss that breaks it. And the life "scanned", in the usual model.
+// lives only; what breaks is counted by the loss that breaks it, and no violation as long as that loss is a known one
+// (docs/how-it-is-tested.md). And the life "scanned", in the usual model.
 void explore_harsher_losses(Judge& judge, Report& report);
 
 // Runs "update:c117a:3/5+torn:f48b:0/2+kept" once more and prints each visit's calls. The verdict, empty if all is

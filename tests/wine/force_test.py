@@ -66,7 +66,7 @@ class Force(HelperTest):
         in_time = strike(run)
         run.clear_away()
         left = self.look()
-        self.seen[self.kind, "a client begun that never ran", left] += run.end_begun_client()
+        self.seen[self.kind, "a client begun that did not end", left] += run.end_begun_client()
         return in_time, left
 
     def kill_at_random(self):

@@ -64,13 +64,12 @@ const Errors& errors_of(std::string_view call) {
     return std::ranges::find(of_files, call) != of_files.end() ? files : processes;
 }
 
-bool changes_something(std::string_view call) {
-    constexpr std::array<std::string_view, 16> changing{
-        "CreateFileW",      "WriteFile",           "FlushFileBuffers", "DeleteFileW",
-        "RemoveDirectoryW", "CopyFileW",           "MoveFileExW",      "CreateDirectoryW",
-        "ReplaceFileW",     "CreateProcessW",      "ReadFile",         "CreateMutexW",
-        "WinHttpReadData",  "WaitForSingleObject", "OpenProcess",      "WinHttpReceiveResponse"};
-    return std::ranges::find(changing, call) != changing.end();
+// The calls that make up most of a visit, and change nothing.
+bool only_looks(std::string_view call) {
+    constexpr std::array<std::string_view, 8> looking{"GetFileAttributesW",  "GetFileAttributesExW", "GetFullPathNameW",
+                                                      "FindFirstFileW",      "FindNextFileW",        "FormatMessageW",
+                                                      "MultiByteToWideChar", "WideCharToMultiByte"};
+    return call.starts_with("BCrypt") || std::ranges::find(looking, call) != looking.end();
 }
 
 // One fault to put into a story: a call with an error, or an allocation.
@@ -196,7 +195,7 @@ void add_calls(const std::string& name, const Snapshot& disk, const BaseRun& bas
     std::uint64_t turn = 0;
     for (const BaseCall& call : base.calls) {
         const Errors& errors = errors_of(call.name);
-        const std::uint64_t one_in = changes_something(call.name) ? depth.one_in_changes : depth.one_in_queries;
+        const std::uint64_t one_in = only_looks(call.name) ? depth.one_in_looks : depth.one_in_others;
         for (std::size_t i = 0; i < errors.size() && one_in != 0; ++i) {
             // Of the calls that are taken, each fails once; the errors take turns.
             if (one_in > 1 && (turn % one_in != 0 || i != turn / one_in % errors.size())) continue;

@@ -20,8 +20,8 @@ const std::vector<std::string>& fault_stories();
 // How many of the cases run: of the calls one in so many, with one error each, the errors taking turns; with 1 every
 // call with every error of its kind. 0: none.
 struct FaultDepth {
-    std::uint64_t one_in_queries = 1;  // calls that only look
-    std::uint64_t one_in_changes = 1;  // calls that change or transfer something
+    std::uint64_t one_in_looks = 1;   // calls that change nothing, and make up most of a visit
+    std::uint64_t one_in_others = 1;  // all others
     std::uint64_t one_in_allocations = 1;
 };
 

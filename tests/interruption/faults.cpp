@@ -9,12 +9,14 @@
 #include "tests/interruption/allocations.h"
 #include "tests/interruption/fault_stories.h"
 #include "tests/interruption/fault_texts.h"
+#include "tests/interruption/places.h"
 
 namespace interruption {
 namespace {
 
 using Errors = std::vector<std::uint32_t>;
 
+constexpr std::uint64_t kLastAllocations = 300;
 constexpr std::uint32_t kNoMemoryStatus = 0xC0000017;
 constexpr std::uint32_t kUnsuccessfulStatus = 0xC0000001;
 
@@ -142,6 +144,23 @@ void run_with(FaultStory& story, const Fault& fault, Ending& ending) {
     gate.set_fault_rule(nullptr);
 }
 
+// What a run that ended by itself must have cleared away, unless it is the clearing away that has failed.
+std::string left_in_store(const FaultStory& story, const Fault& fault, bool succeeded) {
+    const winsim::Disk& disk = story.visit.machine.world.disk;
+    const std::string& call = fault.call.name;
+    const bool removal =
+        (call == "DeleteFileW" || call == "GetFileAttributesW") && place_of(fault.call.subject) == "part";
+    if (fault.allocation != 0 || removal) return {};
+    for (const std::wstring& path : disk.tree(L"C:\\")) {
+        if (path.find(L".qmpart-") != std::wstring::npos) return "left behind: " + support::narrow(path);
+    }
+    const bool discards = story.name() == "update" && !succeeded &&
+                          (fault.call.phase == Phase::downloading || fault.call.phase == Phase::handoff ||
+                           fault.call.phase == Phase::recorded);
+    const bool stayed = disk.exists(story.visit.machine.transaction_folder());
+    return discards && stayed ? "the transaction's folder stayed" : "";
+}
+
 std::string wrong_after_fault(Judge& judge, FaultStory& story, const Fault& fault, const Ending& ending) {
     std::string wrong = broken_manners(story.visit, ending);
     if (!wrong.empty()) return wrong;
@@ -150,6 +169,7 @@ std::string wrong_after_fault(Judge& judge, FaultStory& story, const Fault& faul
     const bool succeeded = ending.last().exit_code == 0;
     wrong = wrong_folder(story, succeeded, fault.call.phase, fault.allocation != 0, judge.before());
     if (wrong.empty()) wrong = wrong_client(story, fault.call, succeeded);
+    if (wrong.empty()) wrong = left_in_store(story, fault, succeeded);
     if (wrong.empty()) wrong = wrong_words(story, {fault.call, fault.error, fault.allocation != 0}, succeeded);
     if (!wrong.empty()) return wrong;
     // The client clears its job's files away: what they say makes no difference to any later visit.
@@ -210,7 +230,10 @@ void add_allocations(const std::string& name, const Snapshot& disk, const BaseRu
     if (depth.one_in_allocations == 0) return;
     for (const Run run : {Run::first, Run::copy}) {
         const std::uint64_t count = run == Run::first ? base.first_allocations : base.copy_allocations;
-        for (std::uint64_t n = 1; n <= count; n += depth.one_in_allocations) {
+        for (std::uint64_t n = 1; n <= count; ++n) {
+            // All of the last ones: there the final report is written, behind which nobody catches anything.
+            const bool last = n + kLastAllocations > count;
+            if (n % depth.one_in_allocations != 0 && !last) continue;
             BaseCall call;
             call.run = run;
             faults.push_back({name, disk, call, 0, n});

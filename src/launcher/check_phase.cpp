@@ -20,7 +20,7 @@ namespace {
 
 // `error` belongs to the run: a message that one entry leaves in it is another's, too.
 void load_manifest(LaunchOptions& options, Manifest& manifest, std::wstring& error) {
-    manifest.signed_bytes = SignedBytes(fetch_manifest(options));
+    manifest.signed_bytes = fetch_manifest(options);
     if (!parse_signed_manifest(manifest.signed_bytes.document(), manifest.release, manifest.entries, error)) {
         throw Failure(std::move(error));
     }

@@ -4,10 +4,15 @@
 
 namespace vandrel {
 
-SignedBytes::SignedBytes(std::span<const std::uint8_t> document) : size_(document.size()) {
-    buffer_.reserve(std::max(kLargestBuffer, kRoomInFront + document.size()));
-    buffer_.resize(kRoomInFront);
-    append_bytes(buffer_, document);
+SignedBytes SignedBytes::with_room() {
+    SignedBytes bytes;
+    bytes.buffer_.reserve(kLargestBuffer);
+    return bytes;
+}
+
+void SignedBytes::append(std::span<const std::uint8_t> piece) {
+    append_bytes(buffer_, piece);
+    size_ += piece.size();
 }
 
 Bytes& SignedBytes::surround(std::span<const std::uint8_t> head) {

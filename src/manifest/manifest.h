@@ -21,21 +21,24 @@ struct ManifestEntry {
 
 // A signed manifest's bytes as received, in a buffer with room around them. A recovery record holds the same bytes,
 // with up to 40 in front and the plan behind: it is made around them, in place, since a second copy of 16 MiB is what a
-// run has no room for. The document never moves while the object lives, nor when it is moved.
+// run has no room for. The document never moves while the object lives, nor when the object is moved.
 class SignedBytes {
  public:
     static constexpr std::size_t kRoomInFront = 40;
-    static constexpr std::size_t kLargestBuffer = 33554432;  // 32 MiB; memory is used only as far as it is written
+    static constexpr std::size_t kLargestBuffer = 33554432;  // 32 MiB; touched only as far as it is written
 
     // No document and no room behind.
     SignedBytes() : buffer_(kRoomInFront) {}
-    // A copy of `document`, with room for a buffer of kLargestBuffer.
-    explicit SignedBytes(std::span<const std::uint8_t> document);
+    // No document yet, and room for a buffer of kLargestBuffer: the one allocation of a document's life.
+    static SignedBytes with_room();
     // Takes over a buffer in which `size` bytes of document stand behind the room in front, with the room it has.
     SignedBytes(Bytes&& buffer, std::size_t size) : buffer_(std::move(buffer)), size_(size) {}
 
     std::size_t size() const { return size_; }
     std::span<const std::uint8_t> document() const { return std::span(buffer_).subspan(kRoomInFront, size_); }
+
+    // Makes the document longer, by room_behind() bytes at most.
+    void append(std::span<const std::uint8_t> piece);
 
     // What may stand behind the document.
     std::size_t room_behind() const { return buffer_.capacity() - kRoomInFront - size_; }

@@ -1,5 +1,6 @@
 #include "manifest/manifest_fetch.h"
 
+#include <span>
 #include <string>
 
 #include "base/failure.h"
@@ -14,7 +15,7 @@ constexpr std::uint32_t kReadSize = 65536;
 
 }  // namespace
 
-Bytes fetch_manifest(const LaunchOptions& options) {
+SignedBytes fetch_manifest(const LaunchOptions& options) {
     const std::wstring url = options.update_url + L"?action=manifest&arch=" + options.arch;
     qm_streaming::ReadChunk read_chunk;
     std::wstring error;
@@ -22,7 +23,7 @@ Bytes fetch_manifest(const LaunchOptions& options) {
         throw Failure(std::move(error));
     }
     Bytes buffer(kReadSize);
-    Bytes manifest;
+    SignedBytes manifest = SignedBytes::with_room();
     for (;;) {
         if (read_command(options) == kCancel) throw Failure(kCancelled);
         std::uint32_t count = 0;
@@ -31,7 +32,7 @@ Bytes fetch_manifest(const LaunchOptions& options) {
         const std::wstring text = error.empty() ? L"Manifesto excede limite ou transferencia incompleta." : error;
         const bool fits = manifest.size() + std::uint64_t{count} <= kLargestManifest;
         require(status == qm_streaming::IoStatus::Data && count > 0 && fits, text);
-        manifest.insert(manifest.end(), buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(count));
+        manifest.append(std::span(buffer).first(count));
     }
 }
 

@@ -156,16 +156,16 @@ TEST(RecoveryRecord, the_writer_checks_nothing_but_32_MiB) {
     winsim::World world;
     vandrel::TransactionPlan plan;
     plan.job_id = L"short";
-    plan.manifest.signed_bytes = vandrel::SignedBytes(vandrel::Bytes{});
+    plan.manifest.signed_bytes = signed_bytes_of(vandrel::Bytes{});
     plan.files.resize(1);
     plan.files[0].manifest_index = 77;
     plan.files[0].prior.size = UINT64_MAX;
     EXPECT_EQ(record_of(world, plan), "VUT1short" + u32(0) + u32(1) + entry(77, 0, UINT64_MAX, std::string(32, '\0')));
     plan.job_id = kJob;
     plan.files.clear();
-    plan.manifest.signed_bytes = vandrel::SignedBytes(vandrel::Bytes(33554432 - 44));
+    plan.manifest.signed_bytes = signed_bytes_of(vandrel::Bytes(33554432 - 44));
     EXPECT_EQ(refusal(world, [&] { EXPECT_EQ(vandrel::serialize_transaction(plan).size(), 33554432U); }), L"");
-    plan.manifest.signed_bytes = vandrel::SignedBytes(vandrel::Bytes(33554432 - 43));
+    plan.manifest.signed_bytes = signed_bytes_of(vandrel::Bytes(33554432 - 43));
     EXPECT_EQ(refusal(world, [&] { vandrel::serialize_transaction(plan); }), L"Registro de recuperacao excede limite.");
 }
 

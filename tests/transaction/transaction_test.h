@@ -24,13 +24,19 @@ inline vandrel::Bytes bytes_of(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
+inline vandrel::SignedBytes signed_bytes_of(const vandrel::Bytes& document) {
+    vandrel::SignedBytes bytes = vandrel::SignedBytes::with_room();
+    bytes.append(document);
+    return bytes;
+}
+
 // The plan that takes a folder of `old_files` to release 2, which lists `new_files`.
 inline vandrel::TransactionPlan plan_of(winsim::World& world, const Files& old_files, const Files& new_files) {
     const winsim::World::Guard guard(world);
     vandrel::TransactionPlan plan;
     plan.job_id = kJob;
     vandrel::Manifest& manifest = plan.manifest;
-    manifest.signed_bytes = vandrel::SignedBytes(bytes_of(manifest_of(2, new_files)));
+    manifest.signed_bytes = signed_bytes_of(bytes_of(manifest_of(2, new_files)));
     std::wstring error;
     EXPECT_TRUE(parse_signed_manifest(manifest.signed_bytes.document(), manifest.release, manifest.entries, error));
     for (std::size_t i = 0; i < manifest.entries.size(); ++i) {

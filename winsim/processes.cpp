@@ -1,5 +1,6 @@
 #include "winsim/processes.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "winsim/processes_impl.h"
@@ -71,6 +72,11 @@ bool Processes::Impl::take(Mutex& mutex, std::uint32_t process, bool& was_abando
 
 void Processes::Impl::release(Mutex& mutex) {
     if (--mutex.depth == 0) mutex.owner = 0;
+}
+
+std::size_t Processes::Impl::owned_by(std::uint32_t process) const {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(mutexes, [process](const auto& entry) { return entry.second.owner == process; }));
 }
 
 void Processes::Impl::drop_unused_mutexes() {

@@ -54,6 +54,7 @@ struct Processes::Impl {
     static std::wstring_view mutex_key(std::wstring_view name);
     bool take(Mutex& mutex, std::uint32_t process, bool& was_abandoned);  // false: another has it
     void release(Mutex& mutex);
+    std::size_t owned_by(std::uint32_t process) const;
     void drop_unused_mutexes();
 
     void* open_process(std::uint32_t id);

@@ -95,6 +95,7 @@ void World::end_program(RunResult& result) {
         result.leaked_handles =
             disk.open_handles() + processes.open_handles() + network.open_handles() + impl_->cng->open_handles();
         result.leaked_blocks = impl_->blocks();
+        result.kept_mutexes = processes.impl().owned_by(impl_->process_id);
     }
     impl_->free_blocks();
     impl_->cng->close_all();

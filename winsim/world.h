@@ -24,6 +24,7 @@ struct RunResult {
     // Left open, or not released, when the program ended by itself (`exited` or `escaped`); else 0.
     std::size_t leaked_handles = 0;  // file, process, thread, mutex, snapshot, search, CNG and WinHTTP handles
     std::size_t leaked_blocks = 0;   // blocks for LocalFree
+    std::size_t kept_mutexes = 0;    // owned by the program still, be their handles open or closed
 };
 
 class World {

@@ -35,8 +35,10 @@ ObjectHandle create_lock(const LaunchOptions& options) {
 }
 
 Ownership take_lock(const ObjectHandle& lock, bool relocated) {
+    // Composed first: between the wait and the guard nothing may fail.
+    const std::wstring text = L"Outro atualizador esta usando esta pasta.";
     const DWORD result = WaitForSingleObject(lock.get(), relocated ? kLockPatienceMs : 0);
-    require(result == WAIT_OBJECT_0 || result == WAIT_ABANDONED, L"Outro atualizador esta usando esta pasta.");
+    require(result == WAIT_OBJECT_0 || result == WAIT_ABANDONED, text);
     return Ownership(lock.get());
 }
 

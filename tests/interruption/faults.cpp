@@ -16,7 +16,7 @@ namespace {
 
 using Errors = std::vector<std::uint32_t>;
 
-constexpr std::uint64_t kLastAllocations = 300;
+constexpr std::uint64_t kLastAllocations = 500;
 constexpr std::uint32_t kNoMemoryStatus = 0xC0000017;
 constexpr std::uint32_t kUnsuccessfulStatus = 0xC0000001;
 
@@ -100,7 +100,10 @@ std::string wrong_client(const FaultStory& story, const BaseCall& failed, bool s
     const bool other_words = machine.has_status() && machine.status().state == "error" &&
                              !machine.status().detail.empty() &&
                              !machine.status().detail.starts_with("Substituir arquivo com backup (");
-    const bool taken_back = !has_active_record(machine.world.disk) && !(story.own_fault_came() && other_words);
+    // Only where memory has failed may the words be others though the roll-back came to its end.
+    const bool discarded = failed.name.empty() && !machine.world.disk.exists(machine.transaction_folder());
+    const bool taken_back =
+        !has_active_record(machine.world.disk) && (discarded || !(story.own_fault_came() && other_words));
     const bool due = succeeded || (!story.visit.had_record() && handed_off && closed && taken_back);
     // The start itself, or the question whether the client has gone, may be what has failed.
     const bool may_fail =
@@ -188,12 +191,16 @@ bool is_lie(const Fault& fault) {
     return (fault.error == 2 || fault.error == 3) && std::ranges::find(believed, fault.call.name) != believed.end();
 }
 
-// All that is left to ask for after a lie: nothing of anybody else's is touched, and the next visits bring the release.
-std::string wrong_after_lie(Judge& judge, FaultStory& story, const Ending& ending) {
+// All that is left to ask for after a lie: nothing of anybody else's is touched, and the next visits bring the release;
+// unless it is the active record that was denied, and the backups have gone for it.
+std::string wrong_after_lie(Judge& judge, FaultStory& story, const Fault& fault, const Ending& ending) {
     std::string wrong = broken_manners(story.visit, ending);
     const winsim::Disk& disk = story.visit.machine.world.disk;
     if (wrong.empty()) wrong = foreign_content(judge.before(), kNewRelease, picture_of(disk));
-    return wrong.empty() ? judge.heals(disk.snapshot()) : wrong;
+    if (!wrong.empty()) return wrong;
+    wrong = judge.heals(disk.snapshot());
+    const bool denied = has_active_record(disk) && place_of(fault.call.subject) == "active";
+    return denied && wrong == "stuck: error 'Arquivo anterior sem backup valido.'" ? "" : wrong;
 }
 
 std::string judge_fault(Judge& judge, const Fault& fault, bool trace, Report* report) {
@@ -207,7 +214,7 @@ std::string judge_fault(Judge& judge, const Fault& fault, bool trace, Report* re
     if (wrong.empty() || !is_lie(fault)) return wrong;
     if (report != nullptr)
         report->classified("believed: " + fault.call.name + "\n          " + wrong, "fault:" + text_of(fault));
-    return wrong_after_lie(judge, story, ending);
+    return wrong_after_lie(judge, story, fault, ending);
 }
 
 void add_calls(const std::string& name, const Snapshot& disk, const BaseRun& base, const FaultDepth& depth,
@@ -231,9 +238,11 @@ void add_allocations(const std::string& name, const Snapshot& disk, const BaseRu
     for (const Run run : {Run::first, Run::copy}) {
         const std::uint64_t count = run == Run::first ? base.first_allocations : base.copy_allocations;
         for (std::uint64_t n = 1; n <= count; ++n) {
-            // All of the last ones: there the final report is written, behind which nobody catches anything.
+            // All of the last ones: there the final report is written, behind which nobody catches anything. And all of
+            // one short run, from the command line over the lock to the temporary copy.
             const bool last = n + kLastAllocations > count;
-            if (n % depth.one_in_allocations != 0 && !last) continue;
+            const bool short_run = name == "update" && run == Run::first;
+            if (n % depth.one_in_allocations != 0 && !last && !short_run) continue;
             BaseCall call;
             call.run = run;
             faults.push_back({name, disk, call, 0, n});

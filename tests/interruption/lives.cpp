@@ -15,6 +15,7 @@ std::string broken_manners_of(const winsim::RunResult& run, const char* which) {
     if (run.end == End::escaped) return who + " let an exception escape: " + run.reason;
     if (run.leaked_handles != 0) return who + " left handles open";
     if (run.leaked_blocks != 0) return who + " left blocks allocated";
+    if (run.kept_mutexes != 0) return who + " ended without releasing its lock";
     return {};
 }
 

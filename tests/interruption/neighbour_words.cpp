@@ -18,17 +18,11 @@ struct Touches {
     std::uint64_t verify_last = 0;
 };
 
-// As the helper writes it: with the release's own separators.
-std::wstring written_target_of(const std::string& managed) {
-    return std::wstring(support::kRoot) + L"\\" + support::wide(managed);
-}
-
 // The calls of the copy that look at the target or change it, by what they are for.
 Touches touches_of(const Story& story, const std::string& file) {
     Touches touches;
-    const std::wstring target = written_target_of(file);
     for (const BaseCall& call : story.base.calls) {
-        if (call.run != Run::copy || call.subject != target) continue;
+        if (call.run != Run::copy || !touches_target(call, file)) continue;
         const bool changes = call.name == "ReplaceFileW" || call.name == "MoveFileExW" || call.name == "DeleteFileW";
         if (call.phase == Phase::check) {
             if (touches.plan_first == 0) touches.plan_first = call.number;
@@ -120,7 +114,7 @@ const std::vector<Row>& rows() {
         {"restoration", "edited flipped", "proving", {kAltered, kNewAltered, kRestored}},
         {"restoration", "edited flipped", "changed verifying proved", {kRestored}},
         {"restoration", "deleted", "before_plan planning planned", {kRestored, kPrepare}},
-        {"restoration", "deleted", "proving", {kRestored, kAltered, kNewAltered}},
+        {"restoration", "deleted", "proving", {kRestored, kAltered, kNewAltered, kRemove}},
         {"restoration", "deleted", "changed verifying proved", {kRestored}},
         {"restoration", "read-only", "before_plan planning planned", {kRestore, kRemove}},
         {"restoration", "read-only", "proving", {kRestore, kRemove, kRestored}},
@@ -177,6 +171,11 @@ bool is_lost(const Visit& visit, const Story& story, const Deed& deed) {
 }
 
 }  // namespace
+
+bool touches_target(const BaseCall& call, const std::string& file) {
+    // As the helper writes it: with the release's own separators.
+    return call.subject == std::wstring(support::kRoot) + L"\\" + support::wide(file);
+}
 
 Window window_of(const Story& story, const Deed& deed) {
     const Touches touches = touches_of(story, deed.file);

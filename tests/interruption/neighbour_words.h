@@ -27,6 +27,9 @@ struct Story {
     BaseRun base;
 };
 
+// Whether the call looks at the file's target in the client's folder, or changes it.
+bool touches_target(const BaseCall& call, const std::string& file);
+
 // When a deed to a file falls, told from the undisturbed visit.
 enum class Window : std::uint8_t {
     before_plan,  // the copy hasn't looked at the file yet

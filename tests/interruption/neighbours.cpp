@@ -192,7 +192,10 @@ void add_deeds(const Story& story, const NeighbourDepth& depth, std::vector<Deed
         for (const char* file : {"data/big.dat", "data/added.dat", "Vandrel Updater.exe"}) {
             std::uint64_t turn = 7 * ++kind;  // each deed begins elsewhere
             for (const BaseCall& call : story.base.calls) {
-                if (turn++ % depth.one_in == 0) deeds.push_back({what, of_a_file ? file : "", call.run, call.number});
+                // In front of each look at the file, the deed is never left out.
+                const bool close = of_a_file && touches_target(call, file);
+                if (turn++ % depth.one_in != 0 && !close) continue;
+                deeds.push_back({what, of_a_file ? file : "", call.run, call.number});
             }
             if (!of_a_file) break;
         }

@@ -7,8 +7,7 @@
 
 namespace vandrel {
 
-// `Kind` gives `Value`, `empty()` and `close(Value)`. GetLastError() is the same before and after a close, so that a
-// guard that ends between a failing call and the look at its error does no harm.
+// `Kind` gives `Value`, `empty()` and `close(Value)`.
 template <typename Kind>
 class UniqueHandle {
  public:
@@ -33,9 +32,7 @@ class UniqueHandle {
 
     void reset() {
         if (value_ == Kind::empty()) return;
-        const DWORD last_error = GetLastError();
         Kind::close(std::exchange(value_, Kind::empty()));
-        SetLastError(last_error);
     }
 
  private:

@@ -77,6 +77,11 @@ void throw_file_system_error(const char* operation, std::uint32_t error) {
                                             std::error_code(static_cast<int>(error), std::system_category()));
 }
 
+void throw_file_system_error(const char* operation, const std::wstring& path, std::uint32_t error) {
+    throw std::filesystem::filesystem_error(operation, path,
+                                            std::error_code(static_cast<int>(error), std::system_category()));
+}
+
 std::uint64_t join_halves(DWORD high, DWORD low) {
     return (std::uint64_t{high} << 32) | low;
 }
@@ -124,7 +129,7 @@ bool try_create_directories(const std::wstring& path, std::uint32_t& error) {
 
 void create_directories(const std::wstring& path) {
     std::uint32_t error = 0;
-    if (!try_create_directories(path, error)) throw_file_system_error("create_directories", error);
+    if (!try_create_directories(path, error)) throw_file_system_error("create_directories", path, error);
 }
 
 void remove_all(const std::wstring& path) {

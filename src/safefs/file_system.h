@@ -18,6 +18,7 @@
 namespace vandrel {
 
 [[noreturn]] void throw_file_system_error(const char* operation, std::uint32_t error);
+[[noreturn]] void throw_file_system_error(const char* operation, const std::wstring& path, std::uint32_t error);
 
 // The two halves in which the platform hands out a 64-bit size or time.
 std::uint64_t join_halves(DWORD high, DWORD low);
@@ -33,7 +34,7 @@ std::uint64_t system_time();
 // Makes `path` and its missing ancestors. An existing folder is no error. Not flushed: a power cut may take any number
 // of the made levels back, deepest first. On failure false, with `error` the system's number; levels made stay.
 bool try_create_directories(const std::wstring& path, std::uint32_t& error);
-void create_directories(const std::wstring& path);  // "create_directories"
+void create_directories(const std::wstring& path);  // "create_directories", with `path` as the error's first path
 
 // Removes `path` with all that it holds; a junction goes, what it points to stays. Missing pieces are no error. On a
 // failure ("remove_all") what has been removed is gone.

@@ -105,7 +105,7 @@ inline void redirect(winsim::World& world, const std::wstring& path) {
 }
 
 // How `action` ends when the helper's code is called directly: "" for a return, a Failure's message, or the operation
-// of a file-system error in brackets.
+// of a file-system error in brackets, with its path if it has one.
 template <class Action>
 std::wstring refusal(winsim::World& world, Action action) {
     const winsim::World::Guard guard(world);
@@ -117,7 +117,9 @@ std::wstring refusal(winsim::World& world, Action action) {
     } catch (const std::filesystem::filesystem_error& error) {
         const std::string text = error.what();
         const std::size_t begin = text.starts_with("filesystem error: ") ? 18 : 0;
-        return L"[" + wide(text.substr(begin, text.find(": ", begin) - begin)) + L"]";
+        const std::wstring path = error.path1().wstring();
+        const std::wstring operation = wide(text.substr(begin, text.find(": ", begin) - begin));
+        return L"[" + operation + (path.empty() ? L"" : L" ") + path + L"]";
     }
 }
 

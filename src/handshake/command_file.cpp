@@ -15,70 +15,64 @@ namespace {
 
 using Members = std::map<std::string, std::string>;
 
-// The command document's own small grammar: one object of string members, no escapes, ASCII only.
-class CommandParser {
- public:
-    explicit CommandParser(std::string_view text) : text_(text) {}
-
-    // The members; nothing where a key is repeated or something stands behind the closing brace.
-    // Throws Failure "Comando parcial." or "Comando invalido.".
-    std::optional<Members> parse();
-
- private:
-    void skip_blanks();
-    bool at(char byte) const { return position_ < text_.size() && text_[position_] == byte; }
-    void expect(char byte);
-    std::string read_string();
-
-    std::string_view text_;
-    std::size_t position_ = 0;
+// A walk through the command document, whose grammar is small: one object of string members, no escapes, ASCII only.
+struct Cursor {
+    std::string_view text;
+    std::size_t position = 0;
 };
 
-std::optional<Members> CommandParser::parse() {
-    Members members;
-    expect('{');
-    for (;;) {
-        std::string key = read_string();
-        expect(':');
-        std::string value = read_string();
-        if (members.contains(key)) return std::nullopt;
-        members.emplace(std::move(key), std::move(value));
-        skip_blanks();
-        if (at('}')) break;
-        expect(',');
-    }
-    ++position_;
-    skip_blanks();
-    if (position_ != text_.size()) return std::nullopt;
-    return members;
+bool at(const Cursor& cursor, char byte) {
+    return cursor.position < cursor.text.size() && cursor.text[cursor.position] == byte;
 }
 
-void CommandParser::skip_blanks() {
-    while (at(' ') || at('\r') || at('\n') || at('\t')) ++position_;
+void skip_blanks(Cursor& cursor) {
+    while (at(cursor, ' ') || at(cursor, '\r') || at(cursor, '\n') || at(cursor, '\t')) ++cursor.position;
 }
 
 // Blanks, then `byte`.
-void CommandParser::expect(char byte) {
-    skip_blanks();
-    require(at(byte), L"Comando parcial.");
-    ++position_;
+void expect(Cursor& cursor, char byte) {
+    skip_blanks(cursor);
+    require(at(cursor, byte), L"Comando parcial.");
+    ++cursor.position;
 }
 
-std::string CommandParser::read_string() {
-    expect('"');
+std::string read_string(Cursor& cursor) {
+    expect(cursor, '"');
     std::string value;
-    while (position_ < text_.size() && text_[position_] != '"') {
-        const char byte = text_[position_++];
+    while (cursor.position < cursor.text.size() && cursor.text[cursor.position] != '"') {
+        const char byte = cursor.text[cursor.position++];
         require(byte >= 0x20 && byte <= 0x7E && byte != '\\', L"Comando invalido.");
         value += byte;
     }
-    require(at('"'), L"Comando parcial.");
-    ++position_;
+    require(at(cursor, '"'), L"Comando parcial.");
+    ++cursor.position;
     return value;
 }
 
+// The members; nothing where a key is repeated or something stands behind the closing brace.
+// Throws Failure "Comando parcial." or "Comando invalido.".
+std::optional<Members> parse_members(std::string_view text) {
+    Cursor cursor{text};
+    Members members;
+    expect(cursor, '{');
+    for (;;) {
+        std::string key = read_string(cursor);
+        expect(cursor, ':');
+        std::string value = read_string(cursor);
+        if (members.contains(key)) return std::nullopt;
+        members.emplace(std::move(key), std::move(value));
+        skip_blanks(cursor);
+        if (at(cursor, '}')) break;
+        expect(cursor, ',');
+    }
+    ++cursor.position;
+    skip_blanks(cursor);
+    if (cursor.position != text.size()) return std::nullopt;
+    return members;
+}
+
 std::wstring command_in(std::string_view text, const LaunchOptions& options) {
-    const std::optional<Members> members = CommandParser(text).parse();
+    const std::optional<Members> members = parse_members(text);
     if (!members || members->size() != 2) return {};
     const auto job = members->find("jobId");
     const auto command = members->find("command");

@@ -27,43 +27,31 @@ namespace vandrel {
 namespace {
 
 // The downloads of one plan, one file after the other.
-class Staging {
- public:
-    Staging(const LaunchOptions& options, const TransactionPlan& plan)
-        : options_(options), plan_(plan), folder_(transaction_folder(options, plan)) {
-        for (const PlanEntry& file : plan.files) total_bytes_ += plan.manifest.entries[file.manifest_index].size;
-    }
-
-    void stage_all() {
-        for (const PlanEntry& file : plan_.files) {
-            if (is_cancel_requested(options_)) throw Failure(kCancelled);
-            const ManifestEntry& entry = plan_.manifest.entries[file.manifest_index];
-            stage(entry);
-            done_bytes_ += entry.size;
-        }
-    }
-
- private:
-    void stage(const ManifestEntry& entry);
-    std::wstring url_of(const ManifestEntry& entry) const;
-
-    const LaunchOptions& options_;
-    const TransactionPlan& plan_;
-    const std::wstring folder_;
-    std::uint64_t total_bytes_ = 0;
-    std::uint64_t done_bytes_ = 0;
-    std::uint64_t last_report_tick_ = 0;
+struct Staging {
+    const LaunchOptions& options;
+    const TransactionPlan& plan;
+    const std::wstring folder;
+    std::uint64_t total_bytes = 0;
+    std::uint64_t done_bytes = 0;
+    std::uint64_t last_report_tick = 0;
 };
 
-std::wstring Staging::url_of(const ManifestEntry& entry) const {
-    return options_.update_url + L"?action=download&arch=" + options_.arch + L"&release=" +
-           std::to_wstring(plan_.manifest.release) + L"&file=" + percent_encode(utf8_to_wide(entry.path));
+std::uint64_t size_of_files(const TransactionPlan& plan) {
+    std::uint64_t size = 0;
+    for (const PlanEntry& file : plan.files) size += plan.manifest.entries[file.manifest_index].size;
+    return size;
 }
 
-void Staging::stage(const ManifestEntry& entry) {
-    const std::wstring staged = transaction_paths(options_, folder_, entry).staged;
+std::wstring download_url(const Staging& staging, const ManifestEntry& entry) {
+    return staging.options.update_url + L"?action=download&arch=" + staging.options.arch + L"&release=" +
+           std::to_wstring(staging.plan.manifest.release) + L"&file=" + percent_encode(utf8_to_wide(entry.path));
+}
+
+void stage_file(Staging& staging, const ManifestEntry& entry) {
+    const LaunchOptions& options = staging.options;
+    const std::wstring staged = transaction_paths(options, staging.folder, entry).staged;
     ensure_safe_directory(parent_path(staged));
-    const std::wstring url = url_of(entry);
+    const std::wstring url = download_url(staging, entry);
     qm_streaming::ExpectedContent expected;
     expected.has_size = true;
     expected.size = entry.size;
@@ -71,16 +59,27 @@ void Staging::stage(const ManifestEntry& entry) {
     const auto open_stream = [&url](std::uint32_t /*attempt*/, qm_streaming::ReadChunk& reader, std::wstring& text) {
         return qm_streaming::open_http_stream(url, reader, text);
     };
-    const auto is_cancelled = [this] { return is_cancel_requested(options_); };
-    const DownloadProgressReporter on_progress(last_report_tick_, total_bytes_, done_bytes_, entry.size, options_);
+    const auto is_cancelled = [&options] { return is_cancel_requested(options); };
+    const DownloadProgressReporter on_progress(staging.last_report_tick, staging.total_bytes, staging.done_bytes,
+                                               entry.size, options);
     qm_streaming::DownloadOutcome outcome;
     std::wstring error;
-    const bool downloaded = qm_streaming::streaming_download(options_.client_root, staged, entry.size, expected,
+    const bool downloaded = qm_streaming::streaming_download(options.client_root, staged, entry.size, expected,
                                                              qm_streaming::DownloadOptions{}, open_stream, is_cancelled,
                                                              on_progress, outcome, error);
     // Asked whatever the result: a transfer that a cancel broke off never reports the transport's words.
-    const bool cancelled = is_cancel_requested(options_);
+    const bool cancelled = is_cancel_requested(options);
     if (!downloaded) throw Failure(cancelled ? std::wstring(kCancelled) : std::move(error));
+}
+
+void stage_all(const LaunchOptions& options, const TransactionPlan& plan) {
+    Staging staging{options, plan, transaction_folder(options, plan), size_of_files(plan)};
+    for (const PlanEntry& file : plan.files) {
+        if (is_cancel_requested(options)) throw Failure(kCancelled);
+        const ManifestEntry& entry = plan.manifest.entries[file.manifest_index];
+        stage_file(staging, entry);
+        staging.done_bytes += entry.size;
+    }
 }
 
 // Makes the transaction's folder and tags it, before a byte is downloaded. A failure leaves what it made to the sweep.
@@ -97,7 +96,7 @@ void begin_transaction(const LaunchOptions& options, TransactionPlan& plan) {
 void stage_hand_over_install(const LaunchOptions& options, TransactionPlan& plan, HANDLE client_process,
                              bool& handed_off) {
     write_status(options, L"downloading", 0, L"Baixando arquivos verificados...");
-    Staging(options, plan).stage_all();
+    stage_all(options, plan);
     // The last moment at which a cancel is heard before the client is told to close.
     if (is_cancel_requested(options)) throw Failure(kCancelled);
     write_status(options, L"handoff", 100, L"Arquivos verificados. Reiniciando o cliente...");

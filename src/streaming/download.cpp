@@ -67,63 +67,32 @@ class PartFile {
 enum class Ending { completed, failed, retry };
 
 // One call of streaming_download.
-class Download {
- public:
-    Download(const std::wstring& allowed_root, const std::wstring& destination, std::uint64_t max_bytes,
-             const ExpectedContent& expected, const DownloadOptions& options, const OpenStream& open_stream,
-             const IsCancelled& is_cancelled, const OnProgress& on_progress, DownloadOutcome& outcome,
-             std::wstring& error)
-        : allowed_root_(allowed_root),
-          destination_(destination),
-          max_bytes_(max_bytes),
-          expected_(expected),
-          options_(options),
-          open_stream_(open_stream),
-          is_cancelled_(is_cancelled),
-          on_progress_(on_progress),
-          outcome_(outcome),
-          error_(error) {}
+struct Download {
+    const std::wstring& allowed_root;
+    const std::wstring& destination;
+    const std::uint64_t max_bytes;
+    const ExpectedContent& expected;
+    const DownloadOptions& options;
+    const OpenStream& open_stream;
+    const IsCancelled& is_cancelled;
+    const OnProgress& on_progress;
+    DownloadOutcome& outcome;
+    std::wstring& error;
+    std::uint64_t start = 0;
+};
 
-    bool run();
+// What one attempt holds; released in reverse order, the part's clean-up last of all.
+struct Attempt {
+    explicit Attempt(std::wstring part_path) : part(std::move(part_path)) {}
 
- private:
-    // What one attempt holds; released in reverse order, the part's clean-up last of all.
-    struct Attempt {
-        explicit Attempt(std::wstring part_path) : part(std::move(part_path)) {}
-
-        PartFile part;
-        vandrel::Sha256 sha256;
-        ReadChunk reader;
-        std::vector<std::uint8_t> buffer;
-        std::uint64_t received = 0;
-        std::uint32_t crc = kCrc32Start;
-        std::wstring error;
-        bool retry = false;
-    };
-
-    bool prepare_folder();
-    bool may_begin_attempt();
-    Ending run_attempt(std::uint32_t number);
-    bool transfer(Attempt& attempt);
-    bool start_hash(Attempt& attempt);
-    bool read_all(Attempt& attempt);
-    bool accept_chunk(Attempt& attempt, std::uint32_t count);
-    bool verify(Attempt& attempt);
-    bool matches_digests(Attempt& attempt, const vandrel::Digest& digest);
-    bool pause(std::uint32_t number);
-    bool out_of_time() const { return GetTickCount64() - start_ > options_.total_time_limit_ms; }
-
-    const std::wstring& allowed_root_;
-    const std::wstring& destination_;
-    const std::uint64_t max_bytes_;
-    const ExpectedContent& expected_;
-    const DownloadOptions& options_;
-    const OpenStream& open_stream_;
-    const IsCancelled& is_cancelled_;
-    const OnProgress& on_progress_;
-    DownloadOutcome& outcome_;
-    std::wstring& error_;
-    std::uint64_t start_ = 0;
+    PartFile part;
+    vandrel::Sha256 sha256;
+    ReadChunk reader;
+    std::vector<std::uint8_t> buffer;
+    std::uint64_t received = 0;
+    std::uint32_t crc = kCrc32Start;
+    std::wstring error;
+    bool retry = false;
 };
 
 bool fail(std::wstring& error, std::wstring text) {
@@ -131,83 +100,50 @@ bool fail(std::wstring& error, std::wstring text) {
     return false;
 }
 
-bool Download::run() {
-    if (options_.attempts == 0) return false;
-    if (!vandrel::validate_download_destination(allowed_root_, destination_, error_)) return false;
-    if (!prepare_folder()) return false;
-    remove_stale_parts(destination_, options_.stale_part_age_ms, outcome_.stale_parts_removed);
-    start_ = GetTickCount64();
-    for (std::uint32_t number = 0; number < options_.attempts; ++number) {
-        const Ending ending = run_attempt(number);
-        if (ending == Ending::completed) return true;
-        const bool last = number + 1 == options_.attempts;
-        if (ending == Ending::failed || last || !pause(number)) return false;
-    }
-    return false;
+bool out_of_time(const Download& download) {
+    return GetTickCount64() - download.start > download.options.total_time_limit_ms;
 }
 
-bool Download::prepare_folder() {
-    std::uint32_t folder_error = 0;
-    if (vandrel::try_create_directories(vandrel::parent_path(destination_), folder_error) &&
-        vandrel::validate_download_destination(allowed_root_, destination_, error_)) {
-        return true;
-    }
-    if (error_.empty()) error_ = L"Falha ao criar pasta segura para download.";
-    return false;
+bool may_begin_attempt(Download& download) {
+    if (!asked_to_cancel(download.is_cancelled) && !out_of_time(download)) return true;
+    download.outcome.cancelled = asked_to_cancel(download.is_cancelled);
+    return fail(download.error, download.outcome.cancelled ? kCancelledText : kTimeLimitText);
 }
 
-bool Download::may_begin_attempt() {
-    if (!asked_to_cancel(is_cancelled_) && !out_of_time()) return true;
-    outcome_.cancelled = asked_to_cancel(is_cancelled_);
-    return fail(error_, outcome_.cancelled ? kCancelledText : kTimeLimitText);
-}
-
-Ending Download::run_attempt(std::uint32_t number) {
-    ++outcome_.attempts_made;
-    if (!may_begin_attempt()) return Ending::failed;
-    ReadChunk reader;
-    std::wstring open_error;
-    const IoStatus opened = open_stream_(number, reader, open_error);
-    if (opened != IoStatus::Ok) {
-        error_ = open_error;
-        return opened == IoStatus::Retry ? Ending::retry : Ending::failed;
-    }
-    Attempt attempt(make_part_path(destination_));
-    attempt.reader = std::move(reader);
-    attempt.error = std::move(open_error);
-    if (!attempt.part.create()) {
-        error_ = vandrel::windows_error_text(L"Falha ao criar arquivo parcial unico", GetLastError());
-        return Ending::failed;
-    }
-    if (transfer(attempt)) return Ending::completed;
-    attempt.reader = nullptr;
-    attempt.part.discard();
-    error_ = attempt.error;
-    return attempt.retry && !outcome_.cancelled ? Ending::retry : Ending::failed;
-}
-
-bool Download::transfer(Attempt& attempt) {
-    if (!start_hash(attempt)) return false;
-    attempt.buffer.assign(kDownloadBufferSize, 0);
-    if (!read_all(attempt)) return false;
-    attempt.reader = nullptr;  // closes the stream before the verification
-    return verify(attempt);
-}
-
-bool Download::start_hash(Attempt& attempt) {
+bool start_hash(Attempt& attempt) {
     if (!attempt.sha256.open()) return fail(attempt.error, L"Falha ao iniciar SHA-256 incremental.");
     if (!attempt.sha256.prepare()) return fail(attempt.error, L"Falha ao preparar SHA-256 incremental.");
     if (!attempt.sha256.create()) return fail(attempt.error, L"Falha ao criar SHA-256 incremental.");
     return true;
 }
 
-bool Download::read_all(Attempt& attempt) {
+bool accept_chunk(Download& download, Attempt& attempt, std::uint32_t count) {
+    download.outcome.largest_read = std::max(download.outcome.largest_read, count);
+    if (count > download.max_bytes || attempt.received > download.max_bytes - count) {
+        return fail(attempt.error, L"Download excedeu o limite permitido.");
+    }
+    attempt.received += count;
+    download.outcome.bytes_received += count;
+    DWORD written = 0;
+    if (WriteFile(attempt.part.handle(), attempt.buffer.data(), count, &written, nullptr) == 0 || written < count) {
+        return fail(attempt.error, vandrel::windows_error_text(L"Falha ao gravar arquivo parcial", GetLastError()));
+    }
+    download.outcome.bytes_written += count;
+    if (!attempt.sha256.update(attempt.buffer.data(), count)) {
+        return fail(attempt.error, L"Falha no SHA-256 incremental.");
+    }
+    attempt.crc = update_crc32(attempt.crc, attempt.buffer.data(), count);
+    if (download.on_progress) download.on_progress(attempt.received);
+    return true;
+}
+
+bool read_all(Download& download, Attempt& attempt) {
     for (;;) {
-        if (asked_to_cancel(is_cancelled_)) {
-            outcome_.cancelled = true;
+        if (asked_to_cancel(download.is_cancelled)) {
+            download.outcome.cancelled = true;
             return fail(attempt.error, kCancelledText);
         }
-        if (out_of_time()) return fail(attempt.error, kTimeLimitText);
+        if (out_of_time(download)) return fail(attempt.error, kTimeLimitText);
         std::uint32_t count = 0;
         const IoStatus status = attempt.reader(attempt.buffer.data(), kDownloadBufferSize, count, attempt.error);
         if (status == IoStatus::EndOfStream) return true;
@@ -216,32 +152,22 @@ bool Download::read_all(Attempt& attempt) {
             if (attempt.error.empty()) attempt.error = L"Leitura HTTP invalida.";
             return false;
         }
-        if (!accept_chunk(attempt, count)) return false;
+        if (!accept_chunk(download, attempt, count)) return false;
     }
 }
 
-bool Download::accept_chunk(Attempt& attempt, std::uint32_t count) {
-    outcome_.largest_read = std::max(outcome_.largest_read, count);
-    if (count > max_bytes_ || attempt.received > max_bytes_ - count) {
-        return fail(attempt.error, L"Download excedeu o limite permitido.");
+bool matches_digests(const Download& download, Attempt& attempt, const vandrel::Digest& digest) {
+    if (download.expected.sha256 != nullptr && digest != *download.expected.sha256) {
+        return fail(attempt.error, L"SHA-256 incremental difere do manifesto.");
     }
-    attempt.received += count;
-    outcome_.bytes_received += count;
-    DWORD written = 0;
-    if (WriteFile(attempt.part.handle(), attempt.buffer.data(), count, &written, nullptr) == 0 || written < count) {
-        return fail(attempt.error, vandrel::windows_error_text(L"Falha ao gravar arquivo parcial", GetLastError()));
+    if (download.expected.crc32 != nullptr && crc32_text(attempt.crc) != *download.expected.crc32) {
+        return fail(attempt.error, L"CRC32 incremental difere do manifesto.");
     }
-    outcome_.bytes_written += count;
-    if (!attempt.sha256.update(attempt.buffer.data(), count)) {
-        return fail(attempt.error, L"Falha no SHA-256 incremental.");
-    }
-    attempt.crc = update_crc32(attempt.crc, attempt.buffer.data(), count);
-    if (on_progress_) on_progress_(attempt.received);
     return true;
 }
 
-bool Download::verify(Attempt& attempt) {
-    if (expected_.has_size && attempt.received != expected_.size) {
+bool verify(Download& download, Attempt& attempt) {
+    if (download.expected.has_size && attempt.received != download.expected.size) {
         attempt.retry = true;
         return fail(attempt.error, L"Tamanho recebido difere do manifesto.");
     }
@@ -252,38 +178,87 @@ bool Download::verify(Attempt& attempt) {
     vandrel::Digest digest{};
     if (!attempt.sha256.finish(digest)) return fail(attempt.error, L"Falha ao finalizar SHA-256 incremental.");
     attempt.crc = ~attempt.crc;
-    if (!matches_digests(attempt, digest)) {
+    if (!matches_digests(download, attempt, digest)) {
         attempt.retry = true;
         return false;
     }
-    if (!promote_part(allowed_root_, attempt.part.path(), destination_, attempt.error)) return false;
+    if (!promote_part(download.allowed_root, attempt.part.path(), download.destination, attempt.error)) return false;
     attempt.part.promoted();
-    outcome_.size_matched = expected_.has_size;
-    outcome_.sha256_matched = expected_.sha256 != nullptr;
-    outcome_.crc32_matched = expected_.crc32 != nullptr;
-    outcome_.sha256 = digest;
-    outcome_.crc32 = attempt.crc;
-    outcome_.completed = true;
+    download.outcome.size_matched = download.expected.has_size;
+    download.outcome.sha256_matched = download.expected.sha256 != nullptr;
+    download.outcome.crc32_matched = download.expected.crc32 != nullptr;
+    download.outcome.sha256 = digest;
+    download.outcome.crc32 = attempt.crc;
+    download.outcome.completed = true;
     return true;
 }
 
-bool Download::matches_digests(Attempt& attempt, const vandrel::Digest& digest) {
-    if (expected_.sha256 != nullptr && digest != *expected_.sha256) {
-        return fail(attempt.error, L"SHA-256 incremental difere do manifesto.");
-    }
-    if (expected_.crc32 != nullptr && crc32_text(attempt.crc) != *expected_.crc32) {
-        return fail(attempt.error, L"CRC32 incremental difere do manifesto.");
-    }
-    return true;
+bool transfer(Download& download, Attempt& attempt) {
+    if (!start_hash(attempt)) return false;
+    attempt.buffer.assign(kDownloadBufferSize, 0);
+    if (!read_all(download, attempt)) return false;
+    attempt.reader = nullptr;  // closes the stream before the verification
+    return verify(download, attempt);
 }
 
-bool Download::pause(std::uint32_t number) {
-    ++outcome_.retries;
-    if (sleep_with_cancel(options_.backoff_base_ms << std::min(number, kLongestBackoffShift), is_cancelled_)) {
+Ending run_attempt(Download& download, std::uint32_t number) {
+    ++download.outcome.attempts_made;
+    if (!may_begin_attempt(download)) return Ending::failed;
+    ReadChunk reader;
+    std::wstring open_error;
+    const IoStatus opened = download.open_stream(number, reader, open_error);
+    if (opened != IoStatus::Ok) {
+        download.error = open_error;
+        return opened == IoStatus::Retry ? Ending::retry : Ending::failed;
+    }
+    Attempt attempt(make_part_path(download.destination));
+    attempt.reader = std::move(reader);
+    attempt.error = std::move(open_error);
+    if (!attempt.part.create()) {
+        download.error = vandrel::windows_error_text(L"Falha ao criar arquivo parcial unico", GetLastError());
+        return Ending::failed;
+    }
+    if (transfer(download, attempt)) return Ending::completed;
+    attempt.reader = nullptr;
+    attempt.part.discard();
+    download.error = attempt.error;
+    return attempt.retry && !download.outcome.cancelled ? Ending::retry : Ending::failed;
+}
+
+bool pause(Download& download, std::uint32_t number) {
+    ++download.outcome.retries;
+    if (sleep_with_cancel(download.options.backoff_base_ms << std::min(number, kLongestBackoffShift),
+                          download.is_cancelled)) {
         return true;
     }
-    outcome_.cancelled = true;
-    return fail(error_, kCancelledText);
+    download.outcome.cancelled = true;
+    return fail(download.error, kCancelledText);
+}
+
+bool prepare_folder(Download& download) {
+    std::uint32_t folder_error = 0;
+    if (vandrel::try_create_directories(vandrel::parent_path(download.destination), folder_error) &&
+        vandrel::validate_download_destination(download.allowed_root, download.destination, download.error)) {
+        return true;
+    }
+    if (download.error.empty()) download.error = L"Falha ao criar pasta segura para download.";
+    return false;
+}
+
+bool run(Download& download) {
+    if (download.options.attempts == 0) return false;
+    if (!vandrel::validate_download_destination(download.allowed_root, download.destination, download.error))
+        return false;
+    if (!prepare_folder(download)) return false;
+    remove_stale_parts(download.destination, download.options.stale_part_age_ms, download.outcome.stale_parts_removed);
+    download.start = GetTickCount64();
+    for (std::uint32_t number = 0; number < download.options.attempts; ++number) {
+        const Ending ending = run_attempt(download, number);
+        if (ending == Ending::completed) return true;
+        const bool last = number + 1 == download.options.attempts;
+        if (ending == Ending::failed || last || !pause(download, number)) return false;
+    }
+    return false;
 }
 
 }  // namespace
@@ -293,9 +268,9 @@ bool streaming_download(const std::wstring& allowed_root, const std::wstring& de
                         const IsCancelled& is_cancelled, const OnProgress& on_progress, DownloadOutcome& outcome,
                         std::wstring& error) {
     outcome = DownloadOutcome{};
-    Download download(allowed_root, destination, max_bytes, expected, options, open_stream, is_cancelled, on_progress,
-                      outcome, error);
-    return download.run();
+    Download download{allowed_root, destination,  max_bytes,   expected, options,
+                      open_stream,  is_cancelled, on_progress, outcome,  error};
+    return run(download);
 }
 
 bool sleep_with_cancel(std::uint32_t milliseconds, const IsCancelled& is_cancelled) {

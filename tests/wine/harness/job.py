@@ -118,7 +118,13 @@ class Job:
         os.replace(temporary, self.command_file)
 
     def processes(self):
-        return processes_of(HELPER, self.id)
+        """The helper's. Looks again before it says that there are none: a process has no command line while it becomes
+        another program, and a copy that begins during a look isn't seen by it."""
+        found = processes_of(HELPER, self.id)
+        if not found:
+            time.sleep(0.1)
+            found = processes_of(HELPER, self.id)
+        return found
 
     def wait_end(self, timeout=60.0):
         """Waits for the helper's processes to end; gives the first instance's exit code."""

@@ -26,10 +26,10 @@ class StagedRun:
         """Waits for a stage to begin; at "install" the client ends. False if the helper has ended before."""
         is_reached = {"first": lambda: self.job.history, "copy": lambda: processes_of("/RELOCATED", self.job.id),
                       "install": lambda: "handoff" in self.job.states()}[stage]
-        wait_until(lambda: is_reached() or not self.processes(), lambda: f"{stage}: {self.job.history}", pause=0.02)
+        wait_until(lambda: is_reached() or not self.job.processes(), lambda: f"{stage}: {self.job.history}", pause=0.02)
         if not is_reached():
             return False
-        self.helpers = self.processes()
+        self.helpers = self.job.processes()
         if stage == "install":
             self.client.kill()
         self._turn_to(stage)
@@ -41,18 +41,8 @@ class StagedRun:
             self.lengths[self._stage] = now - self._begun
         self._stage, self._begun = stage, now
 
-    def processes(self):
-        """The helper's. Looks again before it says that there are none: a process has no command line while it becomes
-        another program, and a copy that begins during a look isn't seen by it."""
-        found = self.job.processes()
-        if not found:
-            time.sleep(0.1)
-            found = self.job.processes()
-        return found
-
     def finish(self):
         """Waits for the helper's own end; gives the first instance's exit code."""
-        wait_until(lambda: not self.processes(), lambda: f"end of the copy; history {self.job.history}", timeout=60.0)
         code = self.job.wait_end()
         if self._stage == STAGES[-1]:
             self._turn_to(None)
@@ -62,7 +52,7 @@ class StagedRun:
     def kill_after(self, seconds):
         """SIGKILL for the helper after this time. False if it had ended."""
         time.sleep(seconds)
-        helpers = self.processes()
+        helpers = self.job.processes()
         try:
             for pid in helpers:
                 os.kill(pid, signal.SIGKILL)
@@ -88,7 +78,7 @@ class StagedRun:
 
     def clear_away(self):
         """Ends what still runs of helper and client."""
-        wait_until(lambda: self.job.kill() or not self.processes(), "the helper's end")
+        wait_until(lambda: self.job.kill() or not self.job.processes(), "the helper's end")
         if self.client.is_running():
             self.client.kill()
 

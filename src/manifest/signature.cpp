@@ -45,19 +45,24 @@ Bytes public_key_blob() {
     return blob;
 }
 
+UniqueHandle<KeyKind> import_public_key(BCRYPT_ALG_HANDLE provider) {
+    Bytes blob = public_key_blob();
+    BCRYPT_KEY_HANDLE imported = nullptr;
+    if (BCryptImportKeyPair(provider, nullptr, BCRYPT_RSAPUBLIC_BLOB, &imported, blob.data(),
+                            static_cast<ULONG>(blob.size()), 0) < 0) {
+        return {};
+    }
+    return UniqueHandle<KeyKind>(imported);
+}
+
 }  // namespace
 
 bool verify_signature(const Digest& digest, std::span<const std::uint8_t> signature) {
     BCRYPT_ALG_HANDLE opened = nullptr;
     if (BCryptOpenAlgorithmProvider(&opened, BCRYPT_RSA_ALGORITHM, nullptr, 0) < 0) return false;
     const UniqueHandle<ProviderKind> provider(opened);
-    Bytes blob = public_key_blob();
-    BCRYPT_KEY_HANDLE imported = nullptr;
-    if (BCryptImportKeyPair(provider.get(), nullptr, BCRYPT_RSAPUBLIC_BLOB, &imported, blob.data(),
-                            static_cast<ULONG>(blob.size()), 0) < 0) {
-        return false;
-    }
-    const UniqueHandle<KeyKind> key(imported);
+    const UniqueHandle<KeyKind> key = import_public_key(provider.get());
+    if (!key) return false;
     BCRYPT_PSS_PADDING_INFO padding{BCRYPT_SHA256_ALGORITHM, kSaltSize};
     return BCryptVerifySignature(key.get(), &padding, const_cast<PUCHAR>(digest.data()),
                                  static_cast<ULONG>(digest.size()), const_cast<PUCHAR>(signature.data()),

@@ -20,8 +20,8 @@ Bytes read_file_bounded(const std::wstring& path, std::uint64_t limit);
 // Puts `content` at `destination`, a path under the folder `root`: a temporary sibling is written, flushed and closed,
 // then takes the name by one write-through step, tried up to 20 times, 25 ms apart, while errors 32 or 5 say that the
 // destination is busy. When this returns, the content is durable under that name. On failure the destination is what
-// it was and the temporary file is gone. Power cut: the destination is wholly old or wholly new; a temporary file may
-// stay beside it. Throws Failure:
+// it was (promote_part knows the one exception) and the temporary file is gone. Power cut: the destination is wholly
+// old or wholly new; a temporary file may stay beside it. Throws Failure:
 //   the refusals of validate_download_destination (nothing created yet)
 //   "Criar arquivo temporario (N)...", "Falha ao gravar arquivo temporario.",
 //   "Sincronizar arquivo (N)..." with N the last error from before the flush,

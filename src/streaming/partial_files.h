@@ -20,10 +20,11 @@ void remove_stale_parts(const std::wstring& destination, std::uint32_t age_ms, s
 // Makes a finished partial file the file at `destination`, by one write-through rename.
 // The part is closed and flushed, and lies in the destination's folder.
 // True: the destination is the new file, durable; the part's name is gone.
-// False: the destination is what it was and the part still stands; `error` is a refusal of
-// validate_download_destination, "Arquivo parcial deixou de ser regular antes da promocao.",
-// "Falha ao inspecionar destino (Windows N)" or "Falha na promocao atomica (Windows N)"; it is left as it came when the
-// part lies elsewhere or behind a reparse point. The last error is that of the failed rename.
+// False: the part still stands, and the destination is what it was; only after error 1176 it may be gone, as Windows
+// documents for a replacement without a backup name. `error` is a refusal of validate_download_destination,
+// "Arquivo parcial deixou de ser regular antes da promocao.", "Falha ao inspecionar destino (Windows N)" or
+// "Falha na promocao atomica (Windows N)"; it is left as it came when the part lies elsewhere or behind a reparse
+// point. The last error is that of the failed rename.
 // Power cut: the destination is wholly old or wholly new.
 bool promote_part(const std::wstring& allowed_root, const std::wstring& part, const std::wstring& destination,
                   std::wstring& error);

@@ -21,7 +21,8 @@ bool may_be_stale(const DirectoryEntry& entry, const std::wstring& record) {
     if (!is_job_identifier(entry.name)) return false;
     if (!is_directory(entry) || !path_prefixes_free_of_reparse(entry.path)) return false;
     if (!exists(record) || !path_prefixes_free_of_reparse(record)) return false;
-    const auto age = static_cast<std::int64_t>(system_time() - last_write_time(record));
+    const std::uint64_t written = last_write_time(record);
+    const auto age = static_cast<std::int64_t>(system_time() - written);
     return age >= static_cast<std::int64_t>(kStaleAgeTicks);
 }
 

@@ -41,6 +41,8 @@ void names() {
         {"a bar", L"a|b"},
         {"nothing", L""},
         {"a drive that isn't there", L"Q:\\x", "an unknown drive gives 2"},
+        {"the root of device paths", L"\\\\?"},
+        {"the same with a separator", L"\\\\?\\"},
         {"a server that isn't there", L"\\\\nowhere\\share\\x", "an unknown server gives 66"},
     };
     for (const Row& row : rows) {

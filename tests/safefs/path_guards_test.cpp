@@ -83,8 +83,9 @@ TEST_F(PathGuards, take_errors_2_and_3_for_a_missing_step_and_refuse_every_other
     }
 }
 
-TEST_F(PathGuards, refuse_a_path_that_has_no_absolute_form) {
+TEST_F(PathGuards, refuse_a_path_that_has_no_absolute_form_or_a_device_root) {
     EXPECT_FALSE(vandrel::path_prefixes_free_of_reparse(L""));
+    EXPECT_FALSE(vandrel::path_prefixes_free_of_reparse(L"\\\\?\\C:\\Game\\init.lua"));
     Faults faults(machine.world);
     faults.add("GetFullPathNameW", L"", kDistinct, kAlways);
     EXPECT_FALSE(vandrel::path_prefixes_free_of_reparse(kClient));

@@ -25,16 +25,16 @@ static_assert(kLargestRecordManifest == kLargestManifest, "what can be fetched c
 static_assert(kFixedSize + kLargestRecordManifest + kEntrySize * kLargestEntryCount <= kLargestRecord);
 
 std::wstring parse_job(ByteReader& reader) {
-    std::wstring job_id = utf8_to_wide(reader.read_text(kJobSize));
+    std::wstring job_id = utf8_to_wide(read_text(reader, kJobSize));
     require(is_job_identifier(job_id), L"Job de recuperacao invalido.");
     return job_id;
 }
 
 std::uint32_t parse_manifest_length(ByteReader& reader) {
     const std::wstring cut = L"Manifesto de recuperacao truncado.";
-    require(reader.has(4), cut);
-    const std::uint32_t length = reader.read_u32();
-    require(length <= kLargestRecordManifest && reader.has(length), cut);
+    require(has(reader, 4), cut);
+    const std::uint32_t length = read_u32(reader);
+    require(length <= kLargestRecordManifest && has(reader, length), cut);
     return length;
 }
 
@@ -49,25 +49,25 @@ void verify_manifest(const LaunchOptions& options, Manifest& manifest) {
 PlanEntry parse_plan_entry(ByteReader& reader, const Manifest& manifest, std::set<std::uint32_t>& seen) {
     const std::wstring invalid = L"Entrada de recuperacao invalida.";
     PlanEntry entry;
-    require(reader.has(4), invalid);
-    entry.manifest_index = reader.read_u32();
+    require(has(reader, 4), invalid);
+    entry.manifest_index = read_u32(reader);
     require(entry.manifest_index < manifest.entries.size() && seen.insert(entry.manifest_index).second, invalid);
-    require(reader.has(1), invalid);
-    const std::uint8_t existed = reader.read_u8();
+    require(has(reader, 1), invalid);
+    const std::uint8_t existed = read_u8(reader);
     require(existed <= 1, invalid);
     entry.existed = existed == 1;
-    require(reader.has(8), invalid);
-    entry.prior.size = reader.read_u64();
-    require(entry.prior.size <= kLargestFile && reader.has(entry.prior.sha256.size()), invalid);
+    require(has(reader, 8), invalid);
+    entry.prior.size = read_u64(reader);
+    require(entry.prior.size <= kLargestFile && has(reader, entry.prior.sha256.size()), invalid);
     entry.prior.path = manifest.entries[entry.manifest_index].path;
-    entry.prior.sha256 = reader.read_digest();
+    entry.prior.sha256 = read_digest(reader);
     return entry;
 }
 
 void parse_files(ByteReader& reader, TransactionPlan& plan) {
     const std::wstring invalid = L"Plano de recuperacao invalido.";
-    require(reader.has(4), invalid);
-    const std::uint32_t file_count = reader.read_u32();
+    require(has(reader, 4), invalid);
+    const std::uint32_t file_count = read_u32(reader);
     require(file_count <= plan.manifest.entries.size(), invalid);
     std::set<std::uint32_t> seen;
     for (std::uint32_t i = 0; i < file_count; ++i) {
@@ -99,16 +99,17 @@ std::span<const std::uint8_t> serialize_transaction(TransactionPlan& plan) {
 }
 
 TransactionPlan parse_transaction(Bytes bytes, const LaunchOptions& options) {
-    ByteReader reader(bytes);  // the bytes stay where they are when the plan takes them over
-    require(reader.has(kFixedSize) && reader.read_text(kMagic.size()) == kMagic, L"Registro de recuperacao invalido.");
+    ByteReader reader{bytes};  // the bytes stay where they are when the plan takes them over
+    require(has(reader, kFixedSize) && read_text(reader, kMagic.size()) == kMagic,
+            L"Registro de recuperacao invalido.");
     TransactionPlan plan;
     plan.job_id = parse_job(reader);
     const std::uint32_t length = parse_manifest_length(reader);
-    reader.read_bytes(length);
+    read_bytes(reader, length);
     plan.manifest.signed_bytes = SignedBytes(std::move(bytes), length);
     verify_manifest(options, plan.manifest);
     parse_files(reader, plan);
-    require(reader.remaining() == 0, L"Dados extras no registro de recuperacao.");
+    require(remaining(reader) == 0, L"Dados extras no registro de recuperacao.");
     return plan;
 }
 

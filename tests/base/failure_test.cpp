@@ -75,18 +75,18 @@ TEST(ByteReader, reads_little_endian_to_the_last_byte_and_never_claims_to_have_m
     vandrel::append_text(bytes, "ab");
     vandrel::append_bytes(bytes, std::vector<std::uint8_t>{0x34, 0x12});
     EXPECT_EQ(bytes[1], 0x04);
-    vandrel::ByteReader reader(bytes);
-    EXPECT_EQ(reader.read_u8(), 0xFE);
-    EXPECT_EQ(reader.read_u32(), 0x01020304U);
-    EXPECT_EQ(reader.read_u64(), 0xFFEEDDCCBBAA9988U);
-    EXPECT_EQ(reader.read_text(2), "ab");
-    EXPECT_TRUE(reader.has(2));
-    EXPECT_FALSE(reader.has(3));
-    EXPECT_FALSE(reader.has(UINT64_MAX));
-    EXPECT_EQ(reader.read_u16(), 0x1234);
-    EXPECT_TRUE(reader.has(0));
-    EXPECT_FALSE(reader.has(1));
-    EXPECT_EQ(reader.position(), bytes.size());
+    vandrel::ByteReader reader{bytes};
+    EXPECT_EQ(read_u8(reader), 0xFE);
+    EXPECT_EQ(read_u32(reader), 0x01020304U);
+    EXPECT_EQ(read_u64(reader), 0xFFEEDDCCBBAA9988U);
+    EXPECT_EQ(read_text(reader, 2), "ab");
+    EXPECT_TRUE(has(reader, 2));
+    EXPECT_FALSE(has(reader, 3));
+    EXPECT_FALSE(has(reader, UINT64_MAX));
+    EXPECT_EQ(read_u16(reader), 0x1234);
+    EXPECT_TRUE(has(reader, 0));
+    EXPECT_FALSE(has(reader, 1));
+    EXPECT_EQ(reader.position, bytes.size());
 }
 
 }  // namespace

@@ -26,16 +26,17 @@ foreach(folder IN LISTS test_folders)
         PROPERTIES LABELS ${folder} TIMEOUT 120)
 endforeach()
 
-# The crash exploration, a program with options of its own. Sanitizers would make it several times slower for little, so
-# the tests of a sanitized build run the one of an optimised build.
+# The crash exploration, a program with options of its own. Sanitizers make it twenty times slower, so the tests of a
+# sanitized build run that of an optimised build, and of their own every first cut and some of the rest.
 set(VANDREL_OPTIMISED_BUILD_DIR "" CACHE PATH "Build folder of the preset `native`, whose `interruption` the tests run")
 file(GLOB interruption_sources CONFIGURE_DEPENDS tests/interruption/*.cpp)
 add_executable(interruption ${interruption_sources})
 target_link_libraries(interruption PRIVATE test_support CLI11::CLI11)
 set(interruption_program "$<TARGET_FILE:interruption>")
 if(VANDREL_OPTIMISED_BUILD_DIR)
-    set_target_properties(interruption PROPERTIES EXCLUDE_FROM_ALL ON)
     set(interruption_program "${VANDREL_OPTIMISED_BUILD_DIR}/interruption")
+    add_test(NAME interruption_sanitized COMMAND interruption --quick --only cuts,faults,walk)
+    set_tests_properties(interruption_sanitized PROPERTIES LABELS interruption TIMEOUT 900 PROCESSORS 2)
 endif()
 add_test(NAME interruption COMMAND "${interruption_program}")
 set_tests_properties(interruption PROPERTIES LABELS interruption TIMEOUT 900 PROCESSORS 2)

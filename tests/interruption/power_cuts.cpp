@@ -13,6 +13,7 @@ namespace {
 struct FirstCut {
     std::string replay;
     Snapshot disk;
+    std::size_t number = 0;  // of its base life's, from 0
 };
 
 std::vector<FirstCut> first_cuts(const BaseLife& base, Report& report) {
@@ -28,7 +29,7 @@ std::vector<FirstCut> first_cuts(const BaseLife& base, Report& report) {
                       if (!fresh) return;
                       for (const Remains& left : remains) {
                           if (!seen.insert(left.hash).second) continue;
-                          found.push_back({base.name + ":" + text_of(Cut{point, left.loss}), left.disk});
+                          found.push_back({base.name + ":" + text_of(Cut{point, left.loss}), left.disk, found.size()});
                       }
                   });
     visit.run();
@@ -71,9 +72,12 @@ class SecondCuts {
     void judge_all(const Point& point, const std::vector<Remains>& remains) {
         judged_ = 0;
         for (const Remains& left : remains) {
-            if (left.hash % one_in_ != 0) continue;
+            // Chosen by their order, not by their hash: signatures in them, and so hashes, are others in each run.
+            const auto [known, is_new] =
+                chosen_.try_emplace(left.hash, (first_.number + chosen_.size()) % one_in_ == 0);
+            if (!known->second) continue;
             ++judged_;
-            if (!seen_.insert(left.hash).second) continue;
+            if (!is_new) continue;
             std::string wrong = wrong_after_cut(left.disk, judge_.before());
             if (wrong.empty()) wrong = judge_.verdict(left.disk, kThirdVisit);
             if (!wrong.empty()) report_.violated(first_.replay + ":" + text_of(Cut{point, left.loss}), wrong);
@@ -85,8 +89,8 @@ class SecondCuts {
     Report& report_;
     Snapshot start_;
     std::uint64_t one_in_ = 1;
-    std::unordered_set<std::uint64_t> seen_;
-    std::uint64_t judged_ = 0;  // losses at the present moment whose end is judged
+    std::unordered_map<std::uint64_t, bool> chosen_;  // of the disks seen: whether they are judged
+    std::uint64_t judged_ = 0;                        // losses at the present moment whose end is judged
     std::uint64_t cuts_ = 0;
     std::uint64_t lives_ = 0;
 };

@@ -17,8 +17,8 @@ struct BaseLife {
 // "update", "restoration", "scanned"; else std::invalid_argument.
 BaseLife base_life(const std::string& name);
 
-// How much of the second cuts is explored: of the disks that they leave, one in so many, chosen by the disk's own hash.
-// 0: none.
+// How much of the second cuts is explored: of the disks that they leave, one in so many, in the order in
+// which they come. 0: none.
 struct Depth {
     std::uint64_t one_in_after_install = 1;  // the first cut left an active record: the second visit takes it back
     std::uint64_t one_in_after_staging = 1;  // it left none: the second visit is a whole update

@@ -7,6 +7,14 @@ import subprocess
 from pathlib import Path
 
 
+# Wine 8.0 needs the address 0x7ffe0000 in every process. A kernel that may put a program's heap anywhere in its first
+# gigabyte takes it now and then, and one in a thousand starts fails: "failed to map the shared user data". So nothing
+# is put anywhere at random; the programs that Wine's own programs start inherit that.
+STEADY = ["setarch", "-R"]
+if subprocess.run([*STEADY, "true"], stderr=subprocess.DEVNULL, check=False).returncode != 0:
+    STEADY = []  # a sandbox may forbid it
+
+
 class WinePrefix:
     """One prefix in `folder`. Everything that the helper touches lies on its drive C:, which is no link."""
 
@@ -31,7 +39,7 @@ class WinePrefix:
         self.roaming, self.temporary = (self.unix_path(line.strip()) for line in lines[:2])
 
     def _wine_tool(self, *command):
-        subprocess.run(command, env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+        subprocess.run([*STEADY, *command], env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                        stderr=subprocess.DEVNULL, timeout=120, check=False)
 
     def windows_path(self, path):
@@ -48,7 +56,7 @@ class WinePrefix:
         options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("stdout", subprocess.DEVNULL)
         options.setdefault("stderr", subprocess.DEVNULL)
-        return subprocess.Popen(["wine", program, *arguments], env={**self.environment, **(environment or {})},
+        return subprocess.Popen([*STEADY, "wine", program, *arguments], env={**self.environment, **(environment or {})},
                                 cwd=self.drive_c, **options)
 
     def run(self, program, *arguments, timeout=60):

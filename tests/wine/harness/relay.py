@@ -45,8 +45,12 @@ class Relay:
         except OSError:
             return reset(connection)
         connection.sendall(b"HTTP/1.1 200 Connection established\r\n\r\n")
-        threading.Thread(target=self._pump, args=(connection, server), daemon=True).start()
+        other_way = threading.Thread(target=self._pump, args=(connection, server), daemon=True)
+        other_way.start()
         self._pump(server, connection)
+        other_way.join()
+        connection.close()
+        server.close()
 
     @staticmethod
     def _pump(source, sink):

@@ -9,18 +9,6 @@ namespace {
 
 constexpr std::array<const char*, 3> kData{"+kept", "+lost", "+torn"};
 
-std::vector<std::string> split(const std::string& text) {
-    std::vector<std::string> parts(1);
-    for (const char c : text) {
-        if (c == ':') {
-            parts.emplace_back();
-        } else {
-            parts.back() += c;
-        }
-    }
-    return parts;
-}
-
 // The inverse of Loss::name.
 std::optional<winsim::Loss> parse_loss(const std::string& text) {
     winsim::Loss loss;
@@ -53,6 +41,18 @@ std::vector<Remains> remains_of(const winsim::Disk& disk, winsim::LossModel mode
 
 }  // namespace
 
+std::vector<std::string> split_at_colons(const std::string& text) {
+    std::vector<std::string> parts(1);
+    for (const char c : text) {
+        if (c == ':') {
+            parts.emplace_back();
+        } else {
+            parts.back() += c;
+        }
+    }
+    return parts;
+}
+
 std::string text_of(const Point& point) {
     std::string text(1, static_cast<char>(point.run));
     text += std::to_string(point.call);
@@ -82,7 +82,7 @@ std::string text_of(const Cut& cut) {
 
 std::vector<Cut> parse_cuts(const std::string& text) {
     std::vector<Cut> cuts;
-    const std::vector<std::string> parts = split(text);
+    const std::vector<std::string> parts = split_at_colons(text);
     for (std::size_t i = 0; i < parts.size(); i += 2) {
         const std::optional<Point> point = parse_point(parts[i]);
         const std::optional<winsim::Loss> loss = i + 1 < parts.size() ? parse_loss(parts[i + 1]) : std::nullopt;

@@ -11,6 +11,9 @@
 
 namespace interruption {
 
+// The parts of what a replay is written in.
+std::vector<std::string> split_at_colons(const std::string& text);
+
 // A moment of one call: "f117b" before call 117 of the first instance, "c12a" after call 12 of the copy, "c300i2"
 // inside call 300, behind its second step.
 struct Point {

@@ -7,6 +7,7 @@
 
 #include "base/failure.h"
 #include "tests/interruption/places.h"
+#include "tests/interruption/texts.h"
 #include "winsim/disk_names.h"
 
 namespace interruption {
@@ -21,26 +22,16 @@ constexpr const char* kUnsaid = "unsaid";    // the final report couldn't be wri
 constexpr const char* kGarbled = "garbled";  // a text that can't be converted is empty, also in the status itself
 
 constexpr const char* kEscapes = "Destino de download escapa da pasta permitida ou contem redirecionamento.";
-constexpr const char* kNoFile = "Destino de download existente nao e um arquivo regular.";
 constexpr const char* kRedirected = "Diretorio com redirecionamento recusado.";
 constexpr const char* kUnsafe = "Diretorio inseguro.";
 constexpr const char* kRefused = "Caminho com redirecionamento recusado.";
 constexpr const char* kNoPart = "Arquivo parcial deixou de ser regular antes da promocao.";
 constexpr const char* kInspect = "Falha ao inspecionar destino (W)";
-constexpr const char* kLocal = "Falha local no atualizador. Seus arquivos de recuperacao foram preservados.";
 constexpr const char* kArguments = "Argumentos ou caminho local do atualizador invalidos.";
 constexpr const char* kFolder = "Pasta do cliente invalida.";
 constexpr const char* kIncomplete = "Pasta sem cliente Vandrel completo.";
 constexpr const char* kExecutable = "Executavel redirecionado recusado.";
 constexpr const char* kProfile = "Perfil com redirecionamento recusado.";
-constexpr const char* kUnverified = "Arquivo local nao pode ser verificado.";
-constexpr const char* kStagedDiffers = "Arquivo preparado nao confere antes da instalacao.";
-constexpr const char* kChanged = "Cliente mudou durante o download; nenhuma alteracao aplicada.";
-constexpr const char* kFinalCheck = "Verificacao final do arquivo instalado falhou.";
-constexpr const char* kNewAltered = "Arquivo novo alterado externamente; recuperacao interrompida.";
-constexpr const char* kAltered = "Arquivo alterado externamente; recuperacao interrompida.";
-constexpr const char* kBackupDiffers = "Backup de recuperacao nao confere.";
-constexpr const char* kNoBackup = "Arquivo anterior sem backup valido.";
 constexpr const char* kSignature = "Assinatura digital do manifesto rejeitada.";
 constexpr const char* kKey = "Hash da pasta falhou.";
 constexpr const char* kHttp = "Falha HTTP no download (W)";
@@ -318,9 +309,7 @@ bool is_usual_end(FaultStory& story, const FailedCall& failed, const support::St
         return status.state == "error" && matches(story, failed, status.detail, "Substituir arquivo com backup (L)");
     }
     const bool restored = story.visit.had_record();
-    return status.state == "current" && status.progress == 100 &&
-           status.detail == (restored ? "Versao anterior restaurada. Tente atualizar novamente quando desejar."
-                                      : "Atualizacao instalada.");
+    return status.state == "current" && status.progress == 100 && status.detail == (restored ? kRestored : kInstalled);
 }
 
 bool is_as_told(FaultStory& story, const FailedCall& failed, const support::Status& status, const char* text) {

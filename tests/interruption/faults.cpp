@@ -10,6 +10,7 @@
 #include "tests/interruption/fault_stories.h"
 #include "tests/interruption/fault_texts.h"
 #include "tests/interruption/places.h"
+#include "tests/interruption/texts.h"
 
 namespace interruption {
 namespace {
@@ -94,8 +95,9 @@ std::string wrong_client(const FaultStory& story, const BaseCall& failed, bool s
     const auto starts = story.visit.client_starts();
     const auto& machine = story.visit.machine;
     const bool handed_off = std::ranges::any_of(machine.history(), [](const auto& s) { return s.state == "handoff"; });
-    const bool closed = !machine.world.processes.all().empty() &&
-                        !const_cast<winsim::Processes&>(machine.world.processes).get(machine.client_pid).running;
+    const bool closed = std::ranges::any_of(machine.world.processes.all(), [&machine](const winsim::Process& process) {
+        return process.id == machine.client_pid && !process.running;
+    });
     // Where the roll-back itself has failed, its words take the place of the install's, and nobody starts the client.
     const bool other_words = machine.has_status() && machine.status().state == "error" &&
                              !machine.status().detail.empty() &&
@@ -200,7 +202,7 @@ std::string wrong_after_lie(Judge& judge, FaultStory& story, const Fault& fault,
     if (!wrong.empty()) return wrong;
     wrong = judge.heals(disk.snapshot());
     const bool denied = has_active_record(disk) && place_of(fault.call.subject) == "active";
-    return denied && wrong == "stuck: error 'Arquivo anterior sem backup valido.'" ? "" : wrong;
+    return denied && wrong == std::string("stuck: error '") + kNoBackup + "'" ? "" : wrong;
 }
 
 std::string judge_fault(Judge& judge, const Fault& fault, bool trace, Report* report) {

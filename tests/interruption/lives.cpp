@@ -2,12 +2,12 @@
 
 #include <cstdio>
 
+#include "tests/interruption/texts.h"
+
 namespace interruption {
 namespace {
 
 using End = winsim::RunResult::End;
-
-const char* const kRestored = "Versao anterior restaurada. Tente atualizar novamente quando desejar.";
 
 std::string broken_manners_of(const winsim::RunResult& run, const char* which) {
     const std::string who = which;
@@ -61,7 +61,7 @@ std::string not_whole(const Visit& visit, const Ending& ending, const Picture& b
     wrong = not_updated(before, release, now);
     if (!wrong.empty()) return wrong;
     if (!ending.copy_ran) return status.detail == "Cliente atualizado." ? "" : "current, but said " + shown(status);
-    return status.detail == "Atualizacao instalada." ? wrong_start(visit, L"") : "installed, but said " + shown(status);
+    return status.detail == kInstalled ? wrong_start(visit, L"") : "installed, but said " + shown(status);
 }
 
 std::string wrong_after_cut(const Snapshot& disk, const Picture& before) {

@@ -46,14 +46,8 @@ void keep_memory() {
     mallopt(M_TRIM_THRESHOLD, 512 << 20);
 }
 
-Judge make_judge() {
-    winsim::Disk old;
-    old.restore(disk_with_old_release());
-    return Judge(picture_of(old));
-}
-
 int replay(const std::string& what) {
-    Judge judge(make_judge().before());
+    Judge judge(picture_of(disk_with_old_release()));
     std::string wrong;
     if (what.starts_with("fault:")) {
         wrong = replay_fault(judge, what.substr(6));
@@ -103,7 +97,7 @@ void explore(const Arguments& arguments, Judge& judge, Report& report) {
 int run(const Arguments& arguments) {
     if (arguments.list) return list();
     if (!arguments.replay.empty()) return replay(arguments.replay);
-    Judge judge(make_judge().before());
+    Judge judge(picture_of(disk_with_old_release()));
     Report report;
     report.first_only = arguments.first;
     const auto start = std::chrono::steady_clock::now();

@@ -1,10 +1,12 @@
 #include "tests/interruption/neighbour_words.h"
+
 #include <algorithm>
 #include <array>
 #include <vector>
 
 #include "tests/interruption/fault_texts.h"
 #include "tests/interruption/oracle.h"
+#include "tests/interruption/texts.h"
 
 namespace interruption {
 namespace {
@@ -45,25 +47,13 @@ const char* name_of(Window window) {
     return names.at(static_cast<std::size_t>(window));
 }
 
-constexpr const char* kInstalled = "Atualizacao instalada.";
-constexpr const char* kRestored = "Versao anterior restaurada. Tente atualizar novamente quando desejar.";
 constexpr const char* kOtherClient = "Outro cliente desta pasta esta aberto. Feche-o e tente novamente.";
-constexpr const char* kChangedMeanwhile = "Cliente mudou durante o download; nenhuma alteracao aplicada.";
-constexpr const char* kAltered = "Arquivo alterado externamente; recuperacao interrompida.";
-constexpr const char* kNewAltered = "Arquivo novo alterado externamente; recuperacao interrompida.";
-constexpr const char* kNoBackup = "Arquivo anterior sem backup valido.";
-constexpr const char* kBackupDiffers = "Backup de recuperacao nao confere.";
-constexpr const char* kNoFile = "Destino de download existente nao e um arquivo regular.";
-constexpr const char* kUnverified = "Arquivo local nao pode ser verificado.";
-constexpr const char* kFinalCheck = "Verificacao final do arquivo instalado falhou.";
-constexpr const char* kStagedDiffers = "Arquivo preparado nao confere antes da instalacao.";
 constexpr const char* kReplace = "Substituir arquivo com backup (L)";
 constexpr const char* kRestore = "Restaurar arquivo anterior (L)";
 constexpr const char* kRemove = "Remover arquivo gerenciado (L)";
 constexpr const char* kPrepare = "Preparar auxiliar temporario (L)";  // the helper's own file is the one that has gone
 constexpr const char* kOpen = "Falha ao abrir arquivo para verificacao (L)";
 constexpr const char* kPromotion = "Falha na promocao atomica (w)";
-constexpr const char* kLocal = "Falha local no atualizador. Seus arquivos de recuperacao foram preservados.";
 
 constexpr const char* kAlways = "*";
 // Deeds without a file: before and after the last look for other clients.
@@ -80,20 +70,20 @@ struct Row {
 const std::vector<Row>& rows() {
     static const std::vector<Row> table{
         {"update", "edited", "before_plan", {kInstalled}},
-        {"update", "edited", "planning", {kInstalled, kChangedMeanwhile}},
-        {"update", "edited", "planned", {kChangedMeanwhile}},
-        {"update", "edited", "proving", {kChangedMeanwhile, kInstalled, kNewAltered}},
+        {"update", "edited", "planning", {kInstalled, kChanged}},
+        {"update", "edited", "planned", {kChanged}},
+        {"update", "edited", "proving", {kChanged, kInstalled, kNewAltered}},
         {"update", "edited flipped", "changed", {kAltered, kNewAltered}},
         {"update", "edited flipped", "verifying", {kAltered, kNewAltered, kInstalled}},
         {"update", "edited flipped", "proved", {kInstalled}},
         {"update", "flipped", "before_plan", {kInstalled}},
-        {"update", "flipped", "planning", {kChangedMeanwhile, kInstalled}},
-        {"update", "flipped", "planned", {kChangedMeanwhile}},
-        {"update", "flipped", "proving", {kChangedMeanwhile, kInstalled}},
+        {"update", "flipped", "planning", {kChanged, kInstalled}},
+        {"update", "flipped", "planned", {kChanged}},
+        {"update", "flipped", "proving", {kChanged, kInstalled}},
         {"update", "deleted", "before_plan", {kInstalled, kPrepare, kUnverified}},
-        {"update", "deleted", "planning", {kInstalled, kChangedMeanwhile, kUnverified, kOpen}},
-        {"update", "deleted", "planned", {kChangedMeanwhile}},
-        {"update", "deleted", "proving", {kChangedMeanwhile, kNoBackup}},
+        {"update", "deleted", "planning", {kInstalled, kChanged, kUnverified, kOpen}},
+        {"update", "deleted", "planned", {kChanged}},
+        {"update", "deleted", "proving", {kChanged, kNoBackup}},
         {"update", "deleted", "changed", {kFinalCheck}},
         {"update", "deleted", "verifying", {kFinalCheck, kInstalled}},
         {"update", "deleted", "proved", {kInstalled}},
@@ -102,7 +92,7 @@ const std::vector<Row>& rows() {
         {"update", "folder junction", "before_plan", {kUnverified, kNoFile, kOpen, kPrepare}},
         {"update", "folder junction", "planning", {kUnverified, kNoFile, kOpen}},
         {"update", "folder junction", "planned changed", {kNoFile}},
-        {"update", "folder junction", "proving", {kNoFile, kChangedMeanwhile}},
+        {"update", "folder junction", "proving", {kNoFile, kChanged}},
         {"update", "folder junction", "verifying", {kNoFile, kInstalled}},
         {"update", "folder junction", "proved", {kInstalled}},
         {"update", "staged-flipped", "before_plan planning planned", {kStagedDiffers}},

@@ -1,7 +1,8 @@
 #include "tests/interruption/neighbours.h"
 
+#include <windows.h>
+
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <stdexcept>
 #include <vector>
@@ -12,9 +13,6 @@
 namespace interruption {
 namespace {
 
-constexpr std::uint32_t kReadAccess = 0x80000000;
-constexpr std::uint32_t kReadOnly = 1;
-constexpr std::uint32_t kReadWriteShare = 3;
 const std::wstring kElsewhere = L"C:\\Other";
 
 // Where the file stands in the transaction of the story: in "files" or "backup".
@@ -33,28 +31,21 @@ bool flip(winsim::Disk& disk, const std::wstring& path) {
     return true;
 }
 
-void hold_for(support::Machine& machine, const std::wstring& path, std::uint32_t share, std::uint64_t ms) {
-    try {
-        const int hold = machine.world.disk.hold(path, kReadAccess, share);
-        machine.world.clock.after(ms, [&machine, hold] { machine.world.disk.release(hold); });
-    } catch (const std::exception&) {  // nothing there, or not to be had: the neighbour leaves it
-    }
-}
-
 // False if there was nothing to do it to.
 bool do_deed(Visit& visit, const Deed& deed) {
     winsim::Disk& disk = visit.machine.world.disk;
     const std::wstring path = target_of(deed.file);
     if (deed.what == "client") visit.machine.world.processes.start(support::kClient);
     if (deed.what.starts_with("reader-")) {
-        hold_for(visit.machine, visit.machine.status_path(), kReadWriteShare, std::stoull(deed.what.substr(7)));
+        hold_for(visit.machine, visit.machine.status_path(), FILE_SHARE_READ | FILE_SHARE_WRITE,
+                 std::stoull(deed.what.substr(7)));
     }
     if (deed.file.empty()) return true;
     if (deed.what == "flipped") return flip(disk, path);
     if (deed.what == "staged-flipped") return flip(disk, in_store(visit, L"files", deed.file));
     if (deed.what == "backup-flipped") return flip(disk, in_store(visit, L"backup", deed.file));
     const bool was_there = disk.exists(path);
-    if (deed.what == "read-only" && was_there) disk.set_attributes(path, kReadOnly);
+    if (deed.what == "read-only" && was_there) disk.set_attributes(path, FILE_ATTRIBUTE_READONLY);
     if (deed.what == "deleted" || deed.what == "folder" || deed.what == "junction") disk.erase(path);
     if (deed.what == "edited") disk.put(path, kEdited);
     if (deed.what == "folder") disk.make_folder(path);
@@ -162,14 +153,13 @@ std::string judge_deed(Judge& judge, const Story& story, const Deed& deed, bool 
     if (wrong.empty()) wrong = wrong_words_beside(visit, story, deed, done, ending.last().exit_code == 0);
     if (!wrong.empty()) return wrong;
     const std::string words = visit.machine.has_status() ? visit.machine.status().detail : "";
-    if (wrong.empty() && words.ends_with("recuperacao interrompida.") && deed.what != "deleted" &&
-        story.name == "restoration") {
+    if (words.ends_with("recuperacao interrompida.") && deed.what != "deleted" && story.name == "restoration") {
         wrong = wrong_order_of_refusal(disk, deed);
     }
     // The neighbour lets go of what it holds.
     visit.machine.world.clock.advance(120000);
     const bool stays_refused = deed.what == "edited" || deed.what.ends_with("flipped");
-    if (stays_refused && has_active_record(disk)) {
+    if (wrong.empty() && stays_refused && has_active_record(disk)) {
         wrong = wrong_in_second_refusal(disk.snapshot(), words);
     }
     put_right(visit, deed);
@@ -215,6 +205,14 @@ void add_deeds(const Story& story, const NeighbourDepth& depth, std::vector<Deed
 
 }  // namespace
 
+void hold_for(support::Machine& machine, const std::wstring& path, std::uint32_t share, std::uint64_t ms) {
+    try {
+        const int hold = machine.world.disk.hold(path, GENERIC_READ, share);
+        machine.world.clock.after(ms, [&machine, hold] { machine.world.disk.release(hold); });
+    } catch (const std::exception&) {  // nothing there, or not to be had: the neighbour leaves it
+    }
+}
+
 void explore_neighbours(Judge& judge, const NeighbourDepth& depth, Report& report) {
     for (const char* name : {"update", "restoration"}) {
         const Story story(name);
@@ -231,14 +229,7 @@ void explore_neighbours(Judge& judge, const NeighbourDepth& depth, Report& repor
 }
 
 std::string replay_neighbour(Judge& judge, const std::string& text) {
-    std::vector<std::string> parts(1);
-    for (const char c : text) {
-        if (c == ':') {
-            parts.emplace_back();
-        } else {
-            parts.back() += c;
-        }
-    }
+    const std::vector<std::string> parts = split_at_colons(text);
     if (parts.size() < 2) throw std::invalid_argument("no deed: " + text);
     Deed deed{parts[1], parts.size() > 3 ? parts[2] : "", Run::first, 0};
     if (parts.size() > 2) {

@@ -8,6 +8,9 @@
 
 namespace interruption {
 
+// Somebody reads `path`, if it is to be had, and keeps it open for so many milliseconds.
+void hold_for(support::Machine& machine, const std::wstring& path, std::uint32_t share, std::uint64_t ms);
+
 // How many of the moments are tried for each deed: one in so many.
 struct NeighbourDepth {
     std::uint64_t one_in = 1;

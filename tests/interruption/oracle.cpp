@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 
 #include "winsim/disk_names.h"
 
@@ -70,7 +71,7 @@ bool is_present(const Picture& picture, const std::wstring& path, const std::str
 }
 
 // `expected`: what stands in `before`, but for the files that a release puts there.
-std::string compare_others(const Picture& before, const Picture& now, const std::map<std::wstring, bool>& exempt) {
+std::string compare_others(const Picture& before, const Picture& now, const std::set<std::wstring>& exempt) {
     for (const auto& [path, seen] : before) {
         if (exempt.contains(path)) continue;
         const auto found = now.find(path);
@@ -103,16 +104,22 @@ Picture picture_of(const winsim::Disk& disk) {
     return picture;
 }
 
+Picture picture_of(const Snapshot& disk) {
+    winsim::Disk looked_at;
+    looked_at.restore(disk);
+    return picture_of(looked_at);
+}
+
 std::string not_as_before(const Picture& before, const Picture& now) {
     return compare_others(before, now, {});
 }
 
 std::string not_updated(const Picture& before, std::uint32_t release, const Picture& now, bool rewritten) {
-    std::map<std::wstring, bool> written;
+    std::set<std::wstring> written;
     for (const auto& [managed, content] : release_files(release)) {
         const std::wstring target = target_of(managed);
         if (!is_present(now, target, content)) return wrong("not the release's", target);
-        if (rewritten || !is_present(before, target, content)) written[target] = true;
+        if (rewritten || !is_present(before, target, content)) written.insert(target);
     }
     return compare_others(before, now, written);
 }
@@ -125,10 +132,10 @@ std::string neither_old_nor_new(const Picture& before, std::uint32_t release, co
 }
 
 std::string foreign_content(const Picture& before, std::uint32_t release, const Picture& now) {
-    std::map<std::wstring, bool> managed;
+    std::set<std::wstring> managed;
     for (const auto& [path, content] : release_files(release)) {
         const std::wstring target = target_of(path);
-        managed[target] = true;
+        managed.insert(target);
         const auto found = now.find(target);
         if (found == now.end() || found->second.content == content) continue;
         if (!before.contains(target) || !is_present(before, target, found->second.content)) {

@@ -21,6 +21,7 @@ struct Seen {
 using Picture = std::map<std::wstring, Seen>;
 
 Picture picture_of(const winsim::Disk& disk);
+Picture picture_of(const Snapshot& disk);
 
 // The folder and all that surrounds it are exactly as in `before`: contents, names, spellings, times, attributes. Only
 // empty folders that were made for new files may have come in addition.

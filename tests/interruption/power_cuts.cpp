@@ -1,5 +1,7 @@
 #include "tests/interruption/power_cuts.h"
 
+#include <windows.h>
+
 #include <cstdio>
 #include <stdexcept>
 #include <unordered_map>
@@ -119,9 +121,7 @@ void bring_scanner(const std::string& base, Visit& visit) {
     visit.machine.world.gate.add_watcher([&visit](const winsim::Call& call, winsim::Moment moment) {
         const std::wstring record = visit.machine.active_record();
         if (moment != winsim::Moment::after || call.name != "MoveFileExW" || call.subject != record) return;
-        constexpr std::uint32_t kReading = 0x80000000;
-        constexpr std::uint32_t kSharingAll = 7;
-        visit.machine.world.disk.hold(record, kReading, kSharingAll);
+        visit.machine.world.disk.hold(record, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
     });
 }
 

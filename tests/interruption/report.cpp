@@ -30,12 +30,6 @@ std::size_t Report::violations() const {
     return violations_.size();
 }
 
-std::uint64_t Report::counted(const std::string& name) const {
-    const std::lock_guard lock(mutex_);
-    const auto found = counts_.find(name);
-    return found == counts_.end() ? 0 : found->second;
-}
-
 void Report::print(std::size_t most_violations) const {
     const std::lock_guard lock(mutex_);
     for (const auto& [name, amount] : counts_)

@@ -24,7 +24,6 @@ class Report {
     // "lives 123456, cuts 4711, ..." in the order of the names, then the violations, one line each, sorted.
     void print(std::size_t most_violations = 40) const;
     void print_classes() const;
-    std::uint64_t counted(const std::string& name) const;
     std::size_t violations() const;
     bool enough() const { return first_only && violations() != 0; }  // the rest needn't be explored
 

@@ -87,7 +87,9 @@ std::wstring job_of(int visit) {
     return job;
 }
 
-Snapshot disk_with_old_release() {
+namespace {
+
+Snapshot make_old_release() {
     support::Machine machine;
     machine.install({});
     put_bystanders(machine.world.disk);
@@ -97,7 +99,7 @@ Snapshot disk_with_old_release() {
     return machine.world.disk.snapshot();
 }
 
-Snapshot disk_with_interrupted_install() {
+Snapshot make_interrupted_install() {
     Visit visit(disk_with_old_release(), 0);
     Snapshot cut;
     visit.machine.world.gate.add_watcher([&](const winsim::Call& call, winsim::Moment moment) {
@@ -109,6 +111,18 @@ Snapshot disk_with_interrupted_install() {
     visit.machine.world.disk.restore(cut);
     visit.machine.world.disk.settle();
     return visit.machine.world.disk.snapshot();
+}
+
+}  // namespace
+
+Snapshot disk_with_old_release() {
+    static const Snapshot disk = make_old_release();
+    return disk;
+}
+
+Snapshot disk_with_interrupted_install() {
+    static const Snapshot disk = make_interrupted_install();
+    return disk;
 }
 
 Visit::Visit(const Snapshot& disk, int number)

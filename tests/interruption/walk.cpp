@@ -1,17 +1,19 @@
 #include "tests/interruption/walk.h"
 
+#include <windows.h>
+
 #include <array>
 #include <chrono>
 #include <cstdio>
 
 #include "tests/interruption/cuts.h"
 #include "tests/interruption/lives.h"
+#include "tests/interruption/neighbours.h"
 
 namespace interruption {
 namespace {
 
-constexpr int kVisits = 6;  // with trouble; then two without
-constexpr std::uint32_t kShareDelete = 4;
+constexpr int kVisits = 6;       // with trouble; then two without
 constexpr int kQuietVisits = 3;  // to take an install back, and to bring the release
 
 class Dice {
@@ -31,11 +33,8 @@ class Dice {
 
 class Life {
  public:
-    Life(std::uint64_t seed, bool trace) : dice_(seed), trace_(trace), disk_(disk_with_old_release()) {
-        winsim::Disk looked_at;
-        looked_at.restore(disk_);
-        whole_ = picture_of(looked_at);
-    }
+    Life(std::uint64_t seed, bool trace)
+        : dice_(seed), trace_(trace), disk_(disk_with_old_release()), whole_(picture_of(disk_)) {}
 
     std::string live() {
         for (int i = 0; i < kVisits + kQuietVisits; ++i) {
@@ -134,19 +133,15 @@ class Life {
         visit.machine.world.gate.add_watcher(
             [&visit, client, run, call, share, ms](const winsim::Call& now, winsim::Moment moment) {
                 if (moment != winsim::Moment::after) return;
-                winsim::World& world = visit.machine.world;
                 if (client) {
-                    if (visit.run_now() == run && now.number == call) world.processes.start(support::kClient);
+                    winsim::Processes& processes = visit.machine.world.processes;
+                    if (visit.run_now() == run && now.number == call) processes.start(support::kClient);
                     return;
                 }
                 if (now.name != "ReplaceFileW" && now.name != "MoveFileExW") return;
                 // With the active record's deletion waiting for a handle the rules fail: see the life "scanned".
-                if (now.subject == visit.machine.active_record() && (share & kShareDelete) != 0) return;
-                try {
-                    const int hold = world.disk.hold(std::wstring(now.subject), 0x80000000, share);
-                    world.clock.after(ms, [&world, hold] { world.disk.release(hold); });
-                } catch (const std::exception&) {  // not to be had
-                }
+                if (now.subject == visit.machine.active_record() && (share & FILE_SHARE_DELETE) != 0) return;
+                hold_for(visit.machine, std::wstring(now.subject), share, ms);
             });
     }
 

@@ -4,6 +4,7 @@ import os
 import signal
 import time
 
+from .interruption import stop_at_backups
 from .job import CLIENT, wait_until
 from .prefix import processes_of
 
@@ -61,19 +62,9 @@ class StagedRun:
         return bool(helpers)
 
     def kill_at_backups(self, wanted):
-        """From the beginning of "install": lets the helper go on in small steps until at least `wanted` files have a
-        backup, and kills it there."""
-        backup = self.job.folder.path / ".vandrel-updater" / self.job.id / "backup"
+        """From the beginning of "install": kills the helper when at least `wanted` files have a backup."""
         helper, = self.helpers
-
-        def stepped():
-            os.kill(helper, signal.SIGSTOP)
-            if sum(path.is_file() for path in backup.rglob("*")) >= wanted:
-                return True
-            os.kill(helper, signal.SIGCONT)
-            return False
-
-        wait_until(stepped, f"{wanted} backups", pause=0.0005)
+        stop_at_backups(self.job, helper, wanted)
         return self.kill_after(0)
 
     def clear_away(self):

@@ -6,8 +6,7 @@
 #include <array>
 #include <string_view>
 
-#include "base/failure.h"
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 #include "manifest/manifest_policy.h"
 #include "release/refusal.h"
 #include "safefs/text_encoding.h"
@@ -41,44 +40,17 @@ std::vector<std::string> clients_in(const std::vector<ReleaseFile>& files, const
     return found;
 }
 
-// The helper's reason to refuse the first `count` entries as a release; empty if it takes them.
-std::string reason_against(const Entries& entries, std::size_t count, std::uint32_t release,
-                           const vandrel::LaunchOptions& options) {
-    try {
-        const Entries first(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(count));
-        vandrel::validate_manifest_policy(first, release, options);
-        return "";
-    } catch (const vandrel::Failure& failure) {
-        return vandrel::wide_to_utf8(failure.message);
-    }
-}
-
-// The helper's words name no file. The breach stands in every beginning of the list that is long enough to hold it, so
-// the shortest such beginning ends with the file to blame; if even the empty one has it, no file is to blame.
-std::size_t count_up_to_breach(const Entries& entries, std::uint32_t release, const vandrel::LaunchOptions& options,
-                               const std::string& reason) {
-    std::size_t clean = 0;
-    std::size_t breached = entries.size();
-    if (reason_against(entries, 0, release, options) == reason) {
-        return 0;
-    }
-    while (breached - clean > 1) {
-        const std::size_t middle = clean + (breached - clean) / 2;
-        (reason_against(entries, middle, release, options) == reason ? breached : clean) = middle;
-    }
-    return breached;
-}
-
 void check_for_client(const Entries& entries, std::uint32_t release, const vandrel::LaunchOptions& options) {
-    const std::string reason = reason_against(entries, entries.size(), release, options);
-    if (reason.empty()) {
+    const auto breach = vandrel::find_policy_breach(entries, release, options);
+    if (!breach) {
         return;
     }
-    if (reason == kClientMissing) {
-        throw Refusal(vandrel::wide_to_utf8(options.client_executable) + ": " + reason);
+    const std::string reason = vandrel::wide_to_utf8(breach->text);
+    if (breach->index) {
+        throw Refusal(printable(std::string(entries[*breach->index].path)) + ": " + reason);
     }
-    const std::size_t count = count_up_to_breach(entries, release, options, reason);
-    throw Refusal(count == 0 ? reason : printable(std::string(entries[count - 1].path)) + ": " + reason);
+    const bool client_missing = reason == kClientMissing;
+    throw Refusal(client_missing ? vandrel::wide_to_utf8(options.client_executable) + ": " + reason : reason);
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
-// The last error, the system's texts, and the release of blocks.
+// The last error, the error mode, the system's texts, and the release of blocks.
 #include <windows.h>
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <string_view>
 
 #include "winsim/call.h"
@@ -91,6 +92,13 @@ DWORD WINAPI GetLastError() {
 
 void WINAPI SetLastError(DWORD code) {
     World::current().gate.last_error = code;
+}
+
+BOOL WINAPI SetThreadErrorMode(DWORD mode, DWORD* old_mode) {
+    return winsim::gated<BOOL>("SetThreadErrorMode", std::to_wstring(mode), FALSE, [&](World& world) {
+        winsim::demand(world, old_mode == nullptr, "SetThreadErrorMode: with a place for the old mode");
+        return TRUE;
+    });
 }
 
 DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD language, LPWSTR buffer, DWORD size,

@@ -24,6 +24,9 @@ inline constexpr const wchar_t* kCancelled = L"cancelled";
 // failing system call is the condition, the error number in the text is thus older than that call, deliberately.
 void require(bool condition, const std::wstring& text);
 
+// How an operation that reports by result and text fails: sets `error` and gives false.
+bool fail(std::wstring& error, std::wstring text);
+
 // "<context> (<code>): <the system's text, line break included>", or "<context> (<code>)" where the system has none.
 std::wstring system_error_text(const std::wstring& context, std::uint32_t code);
 

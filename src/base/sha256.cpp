@@ -15,7 +15,7 @@ bool succeeded(NTSTATUS status) {
 bool Sha256::open() {
     BCRYPT_ALG_HANDLE provider = nullptr;
     if (!succeeded(BCryptOpenAlgorithmProvider(&provider, BCRYPT_SHA256_ALGORITHM, nullptr, 0))) return false;
-    provider_ = UniqueHandle<ProviderKind>(provider);
+    provider_ = AlgorithmProvider(provider);
     return true;
 }
 
@@ -36,7 +36,7 @@ bool Sha256::create() {
                                     0, 0))) {
         return false;
     }
-    hash_ = UniqueHandle<HashKind>(hash);
+    hash_ = HashHandle(hash);
     return true;
 }
 

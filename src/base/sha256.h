@@ -1,10 +1,6 @@
 // SHA-256 by the platform's CNG provider, fed piece by piece.
 #pragma once
 
-#include <windows.h>
-
-#include <bcrypt.h>
-
 #include <cstddef>
 #include <cstdint>
 
@@ -27,20 +23,9 @@ class Sha256 {
     bool finish(Digest& digest);
 
  private:
-    struct ProviderKind {
-        using Value = BCRYPT_ALG_HANDLE;
-        static Value empty() { return nullptr; }
-        static void close(Value provider) { BCryptCloseAlgorithmProvider(provider, 0); }
-    };
-    struct HashKind {
-        using Value = BCRYPT_HASH_HANDLE;
-        static Value empty() { return nullptr; }
-        static void close(Value hash) { BCryptDestroyHash(hash); }
-    };
-
     Bytes object_;
-    UniqueHandle<ProviderKind> provider_;
-    UniqueHandle<HashKind> hash_;
+    AlgorithmProvider provider_;
+    HashHandle hash_;
 };
 
 }  // namespace vandrel

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <bcrypt.h>
+
 #include <utility>
 
 namespace vandrel {
@@ -63,5 +65,45 @@ struct SearchHandleKind {
     static void close(Value handle) { FindClose(handle); }
 };
 using SearchHandle = UniqueHandle<SearchHandleKind>;
+
+// A mutex that a wait has given to this thread; the mutex's own handle is somebody else's, and outlives this.
+struct MutexOwnershipKind {
+    using Value = HANDLE;
+    static Value empty() { return nullptr; }
+    static void close(Value mutex) { ReleaseMutex(mutex); }
+};
+using MutexOwnership = UniqueHandle<MutexOwnershipKind>;
+
+// A block that the system has allocated, to be released with LocalFree.
+template <typename Pointer>
+struct LocalBlockKind {
+    using Value = Pointer;
+    static Value empty() { return nullptr; }
+    static void close(Value block) { LocalFree(block); }
+};
+template <typename Pointer>
+using LocalBlock = UniqueHandle<LocalBlockKind<Pointer>>;
+
+// CNG.
+struct AlgorithmProviderKind {
+    using Value = BCRYPT_ALG_HANDLE;
+    static Value empty() { return nullptr; }
+    static void close(Value provider) { BCryptCloseAlgorithmProvider(provider, 0); }
+};
+using AlgorithmProvider = UniqueHandle<AlgorithmProviderKind>;
+
+struct HashHandleKind {
+    using Value = BCRYPT_HASH_HANDLE;
+    static Value empty() { return nullptr; }
+    static void close(Value hash) { BCryptDestroyHash(hash); }
+};
+using HashHandle = UniqueHandle<HashHandleKind>;
+
+struct KeyHandleKind {
+    using Value = BCRYPT_KEY_HANDLE;
+    static Value empty() { return nullptr; }
+    static void close(Value key) { BCryptDestroyKey(key); }
+};
+using KeyHandle = UniqueHandle<KeyHandleKind>;
 
 }  // namespace vandrel

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 
 namespace vandrel {
 
@@ -13,7 +13,7 @@ inline constexpr const wchar_t* kCancel = L"cancel";
 
 // "apply", "cancel", or empty: no command to act on. Everything short of a complete, exact document of this job is no
 // command, a half-written one included, so that the client may write the file in place. Throws only
-// std::filesystem::filesystem_error "exists".
+// std::system_error "exists".
 std::wstring read_command(const LaunchOptions& options);
 
 bool is_cancel_requested(const LaunchOptions& options);

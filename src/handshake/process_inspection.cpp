@@ -1,15 +1,12 @@
 #include "handshake/process_inspection.h"
 
-#include <windows.h>
-
 #include <tlhelp32.h>
 
 #include <algorithm>
-#include <array>
-#include <string_view>
 
 #include "base/failure.h"
 #include "base/unique_handle.h"
+#include "run/executables.h"
 #include "safefs/path_guards.h"
 #include "safefs/text_encoding.h"
 #include "safefs/windows_path.h"
@@ -18,23 +15,9 @@ namespace vandrel {
 
 namespace {
 
-static_assert(kProcessAccess == (SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION));
-
-constexpr std::array<std::wstring_view, 4> kClientExecutables{L"brindler_dx_x64.exe", L"brindler_gl_x64.exe",
-                                                              L"brindler_dx_x86.exe", L"brindler_gl_x86.exe"};
-
 bool is_candidate(const std::wstring& name, const std::wstring& reference, bool match_folder) {
     if (match_folder) return std::ranges::find(kClientExecutables, name) != kClientExecutables.end();
     return name == fold_case(file_name(reference));
-}
-
-std::wstring image_path(HANDLE process) {
-    std::wstring image(kImagePathUnits, L'\0');
-    DWORD size = static_cast<DWORD>(image.size());
-    require(QueryFullProcessImageNameW(process, 0, image.data(), &size) != 0,
-            L"Nao foi possivel verificar caminho de processo.");
-    image.resize(size);
-    return image;
 }
 
 // Whether the process runs, and from the place asked for. One that has gone meanwhile doesn't.
@@ -45,11 +28,21 @@ bool runs_from(DWORD process_id, const std::wstring& reference, bool match_folde
         return false;
     }
     if (WaitForSingleObject(process.get(), 0) == WAIT_OBJECT_0) return false;
-    const std::wstring image = image_path(process.get());
+    std::wstring image;
+    require(query_image_path(process.get(), image), L"Nao foi possivel verificar caminho de processo.");
     return same_folder(match_folder ? parent_path(image) : image, reference);
 }
 
 }  // namespace
+
+bool query_image_path(HANDLE process, std::wstring& image) {
+    constexpr std::size_t kImagePathUnits = 32768;
+    image.assign(kImagePathUnits, L'\0');
+    DWORD size = static_cast<DWORD>(image.size());
+    const bool queried = QueryFullProcessImageNameW(process, 0, image.data(), &size) != 0;
+    image.resize(queried ? size : 0);
+    return queried;
+}
 
 bool find_running_process(const std::wstring& reference, bool match_folder) {
     const FileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));

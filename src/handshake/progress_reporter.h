@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 
 namespace vandrel {
 

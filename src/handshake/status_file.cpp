@@ -38,8 +38,8 @@ void write_status(const LaunchOptions& options, const std::wstring& state, std::
     document += ",\"pendingFiles\":" + std::to_string(options.file_count);
     document += "}\n";
     require(document.size() < kStatusSizeLimit, L"Status muito grande.");
-    write_file_atomic(parent_path(options.status_path), options.status_path,
-                      {reinterpret_cast<const std::uint8_t*>(document.data()), document.size()});
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(document.data()), document.size());
+    write_file_atomic(parent_path(options.status_path), options.status_path, {&bytes, 1});
 }
 
 }  // namespace vandrel

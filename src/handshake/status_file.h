@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 
 namespace vandrel {
 

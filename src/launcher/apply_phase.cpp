@@ -11,12 +11,14 @@
 #include "launcher/process_start.h"
 #include "launcher/update_run.h"
 #include "manifest/digests.h"
+#include "run/places.h"
 #include "safefs/file_system.h"
 #include "safefs/path_guards.h"
 #include "safefs/small_files.h"
 #include "safefs/text_encoding.h"
 #include "safefs/windows_path.h"
 #include "streaming/download.h"
+#include "streaming/percent_encoding.h"
 #include "transaction/install.h"
 #include "transaction/recovery_record.h"
 #include "transaction/roll_back.h"
@@ -83,17 +85,18 @@ void stage_all(const LaunchOptions& options, const TransactionPlan& plan) {
 }
 
 // Makes the transaction's folder and tags it, before a byte is downloaded. A failure leaves what it made to the sweep.
-void begin_transaction(const LaunchOptions& options, TransactionPlan& plan) {
+void begin_transaction(const LaunchOptions& options, const TransactionPlan& plan) {
     try {
         sweep_stale_transactions(options);
     } catch (...) {  // old folders wait for a later run
     }
     const std::wstring folder = transaction_folder(options, plan);
-    ensure_safe_directory(join(folder, L"files"));
-    write_file_atomic(options.client_root, join(folder, L"staging.transaction"), serialize_transaction(plan));
+    ensure_safe_directory(join(folder, kStagedFiles));
+    const SerializedTransaction record = serialize_transaction(plan);
+    write_file_atomic(options.client_root, join(folder, kStagingRecord), record.pieces());
 }
 
-void stage_hand_over_install(const LaunchOptions& options, TransactionPlan& plan, HANDLE client_process,
+void stage_hand_over_install(const LaunchOptions& options, const TransactionPlan& plan, HANDLE client_process,
                              bool& handed_off) {
     write_status(options, L"downloading", 0, L"Baixando arquivos verificados...");
     stage_all(options, plan);
@@ -132,7 +135,7 @@ void relaunch_closed_client(const LaunchOptions& options, HANDLE client_process)
 
 }  // namespace
 
-void apply_phase(const LaunchOptions& options, TransactionPlan& plan, HANDLE client_process) {
+void apply_phase(const LaunchOptions& options, const TransactionPlan& plan, HANDLE client_process) {
     begin_transaction(options, plan);
     bool handed_off = false;
     try {

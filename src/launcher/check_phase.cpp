@@ -5,6 +5,7 @@
 #include "handshake/command_file.h"
 #include "handshake/handoff_waits.h"
 #include "handshake/status_file.h"
+#include "launcher/temporary_helper.h"
 #include "launcher/update_run.h"
 #include "manifest/digests.h"
 #include "manifest/manifest_fetch.h"
@@ -18,10 +19,12 @@ namespace vandrel {
 
 namespace {
 
-// `error` belongs to the run: a message that one entry leaves in it is another's, too.
+// `error` is one text for the whole check: what the digest of one file leaves in it is still there when a later file is
+// measured, and is what the player then reads.
 void load_manifest(LaunchOptions& options, Manifest& manifest, std::wstring& error) {
-    manifest.signed_bytes = fetch_manifest(options);
-    if (!parse_signed_manifest(manifest.signed_bytes.document(), manifest.release, manifest.entries, error)) {
+    manifest.storage = fetch_manifest(options);
+    manifest.signed_bytes = manifest.storage;
+    if (!parse_signed_manifest(manifest.signed_bytes, manifest.release, manifest.entries, error)) {
         throw Failure(std::move(error));
     }
     validate_manifest_policy(manifest.entries, manifest.release, options);
@@ -38,7 +41,7 @@ void measure(const std::wstring& target, ManifestEntry& prior, std::wstring& err
 }
 
 // Plans every file of the release that the folder doesn't hold as it should be.
-void compare(const LaunchOptions& options, TransactionPlan& plan, std::wstring& error) {
+void plan_changes(const LaunchOptions& options, TransactionPlan& plan, std::wstring& error) {
     plan.files.reserve(plan.manifest.entries.size());
     for (std::size_t index = 0; index < plan.manifest.entries.size(); ++index) {
         if (read_command(options) == kCancel) throw Failure(kCancelled);
@@ -48,7 +51,6 @@ void compare(const LaunchOptions& options, TransactionPlan& plan, std::wstring& 
         PlanEntry file;
         file.manifest_index = static_cast<std::uint32_t>(index);
         file.existed = exists(target);
-        file.prior.path = entry.path;
         if (file.existed) measure(target, file.prior, error);
         plan.files.push_back(file);
     }
@@ -61,7 +63,7 @@ void check_phase(LaunchOptions& options, HANDLE client_process) {
     std::wstring error;
     plan.job_id = options.job_id;
     load_manifest(options, plan.manifest, error);
-    compare(options, plan, error);
+    plan_changes(options, plan, error);
     options.file_count = plan.files.size();
     if (plan.files.empty()) {
         write_status(options, L"current", 100, L"Cliente atualizado.");
@@ -72,7 +74,7 @@ void check_phase(LaunchOptions& options, HANDLE client_process) {
     if (options.relocated) {
         apply_phase(options, plan, client_process);
     } else {
-        move_to_temporary_helper(options);
+        relocate_to_temporary_helper(options);
     }
 }
 

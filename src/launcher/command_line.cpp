@@ -19,17 +19,11 @@ namespace {
 constexpr std::array<std::wstring_view, 8> kKnownKeys{L"/check",   L"/arch",   L"/job",  L"/status",
                                                       L"/waitpid", L"/client", L"/root", L"/relocated"};
 
-struct LocalBlockKind {
-    using Value = LPWSTR*;
-    static Value empty() { return nullptr; }
-    static void close(Value block) { LocalFree(block); }
-};
-
 }  // namespace
 
 bool read_arguments(std::vector<std::wstring>& arguments) {
     int count = 0;
-    const UniqueHandle<LocalBlockKind> block(CommandLineToArgvW(GetCommandLineW(), &count));
+    const LocalBlock<LPWSTR*> block(CommandLineToArgvW(GetCommandLineW(), &count));
     if (!block) return false;
     for (int i = 1; i < count; ++i) arguments.emplace_back(block.get()[i]);
     return true;

@@ -6,6 +6,7 @@
 #include "base/failure.h"
 #include "handshake/status_file.h"
 #include "launcher/command_line.h"
+#include "launcher/parse_launch_options.h"
 #include "safefs/path_guards.h"
 #include "safefs/text_encoding.h"
 #include "safefs/windows_path.h"
@@ -50,8 +51,7 @@ void report_on_command_line(std::wstring_view message) {
     if (!find_roaming_folder(roaming) || !is_in_profile(parsed.status_path, roaming)) return;
     // The file itself, not just its folder: nothing else has vouched for this path.
     if (!path_prefixes_free_of_reparse(parsed.status_path)) return;
-    const LaunchOptions options(parsed);
-    write_status(options, L"error", 0, std::wstring(message));
+    write_status(*begin_run(parsed), L"error", 0, std::wstring(message));
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 
 namespace vandrel {
 

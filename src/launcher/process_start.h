@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 
 namespace vandrel {
 

@@ -2,6 +2,7 @@
 #include "handshake/process_inspection.h"
 #include "handshake/status_file.h"
 #include "launcher/process_start.h"
+#include "launcher/temporary_helper.h"
 #include "launcher/update_run.h"
 #include "safefs/small_files.h"
 #include "transaction/recovery_record.h"
@@ -19,7 +20,7 @@ void recovery_branch(LaunchOptions& options, HANDLE client_process) {
     wait_for_authorization(options, client_process);
     if (!options.relocated) {
         // The helper's own file may be one of those to put back.
-        move_to_temporary_helper(options);
+        relocate_to_temporary_helper(options);
         return;
     }
     write_status(options, L"handoff", 100, L"Fechando cliente para restaurar arquivos anteriores...");

@@ -2,9 +2,12 @@
 
 #include <windows.h>
 
+#include "base/age.h"
 #include "base/failure.h"
 #include "handshake/process_inspection.h"
 #include "launcher/process_start.h"
+#include "run/executables.h"
+#include "run/places.h"
 #include "safefs/file_system.h"
 #include "safefs/path_guards.h"
 #include "safefs/text_encoding.h"
@@ -15,10 +18,9 @@ namespace vandrel {
 namespace {
 
 constexpr DWORD kPathUnits = 32768;
-constexpr const wchar_t* kHelperFile = L"Vandrel Updater.exe";
 
 std::wstring helpers_root(const std::wstring& temporary_folder) {
-    return join(temporary_folder, L"VandrelUpdater");
+    return join(temporary_folder, kTemporaryHelpers);
 }
 
 // Whether `copy`, in the folder `entry`, is a copy of a day ago that nobody runs.
@@ -28,9 +30,7 @@ bool is_stale_helper(const DirectoryEntry& entry, const std::wstring& copy) {
     }
     if (!exists(copy) || !path_prefixes_free_of_reparse(copy)) return false;
     const std::uint64_t written = last_write_time(copy);
-    const auto age = static_cast<std::int64_t>(system_time() - written);
-    if (age < static_cast<std::int64_t>(kStaleHelperTicks)) return false;
-    return !find_running_process(copy, false);
+    return has_reached_age(written, system_time(), kStaleAgeMs) && !find_running_process(copy, false);
 }
 
 }  // namespace
@@ -52,10 +52,14 @@ bool find_temporary_folder(std::wstring& folder) {
 }
 
 std::wstring temporary_helper_path(const std::wstring& temporary_folder, const std::wstring& job_id) {
-    return join(join(helpers_root(temporary_folder), job_id), kHelperFile);
+    return join(join(helpers_root(temporary_folder), job_id), kHelperExecutable);
 }
 
 void relocate_to_temporary_helper(const LaunchOptions& options) {
+    try {
+        remove_stale_helpers();
+    } catch (...) {  // old copies wait for a later run
+    }
     std::wstring temporary;
     require(find_temporary_folder(temporary), L"TEMP indisponivel.");
     const std::wstring target = temporary_helper_path(temporary, options.job_id);
@@ -82,9 +86,9 @@ void remove_stale_helpers() {
     if (!exists(root) || !path_prefixes_free_of_reparse(root)) return;
     int looked_at = 0;
     for (DirectoryIterator entries(root); !entries.at_end(); entries.advance()) {
-        if (++looked_at > kMostHelperEntries) break;
+        if (++looked_at > kMostSweptEntries) break;
         const DirectoryEntry& entry = entries.entry();
-        const std::wstring copy = join(entry.path, kHelperFile);
+        const std::wstring copy = join(entry.path, kHelperExecutable);
         if (is_stale_helper(entry, copy) && DeleteFileW(copy.c_str()) != 0) RemoveDirectoryW(entry.path.c_str());
     }
 }

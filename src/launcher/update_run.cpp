@@ -17,14 +17,6 @@ namespace vandrel {
 
 namespace {
 
-// The folder's lock: taken by a wait, given back before its handle is closed.
-struct OwnershipKind {
-    using Value = HANDLE;
-    static Value empty() { return nullptr; }
-    static void close(Value mutex) { ReleaseMutex(mutex); }
-};
-using Ownership = UniqueHandle<OwnershipKind>;
-
 ObjectHandle create_lock(const LaunchOptions& options) {
     const std::string key = folder_key(options.client_root);
     const std::wstring name = L"Local\\VandrelUpdater-" + std::wstring(key.begin(), key.end());
@@ -34,12 +26,12 @@ ObjectHandle create_lock(const LaunchOptions& options) {
     return lock;
 }
 
-Ownership take_lock(const ObjectHandle& lock, bool relocated) {
+MutexOwnership take_lock(const ObjectHandle& lock, bool relocated) {
     // Composed first: between the wait and the guard nothing may fail.
     const std::wstring text = L"Outro atualizador esta usando esta pasta.";
     const DWORD result = WaitForSingleObject(lock.get(), relocated ? kLockPatienceMs : 0);
     require(result == WAIT_OBJECT_0 || result == WAIT_ABANDONED, text);
-    return Ownership(lock.get());
+    return MutexOwnership(lock.get());
 }
 
 // The process that the command line names, proved to be this folder's client.
@@ -47,11 +39,9 @@ ObjectHandle prove_client(const LaunchOptions& options) {
     ObjectHandle process(OpenProcess(kProcessAccess, FALSE, options.client_pid));
     const DWORD error = GetLastError();
     if (!process) throw Failure(system_error_text(L"Abrir processo do cliente", error));
-    std::wstring image(kImagePathUnits, L'\0');
-    DWORD size = static_cast<DWORD>(image.size());
-    const BOOL queried = QueryFullProcessImageNameW(process.get(), 0, image.data(), &size);
-    image.resize(queried != 0 ? size : 0);
-    const bool is_client = queried != 0 && same_folder(image, join(options.client_root, options.client_executable));
+    std::wstring image;
+    const bool is_client = query_image_path(process.get(), image) &&
+                           same_folder(image, join(options.client_root, options.client_executable));
     require(is_client, L"PID nao pertence ao backend desta pasta.");
     return process;
 }
@@ -61,7 +51,7 @@ ObjectHandle prove_client(const LaunchOptions& options) {
 int run_update(LaunchOptions& options) {
     write_status(options, L"checking", 0, L"Verificando atualizacoes...");
     const ObjectHandle lock = create_lock(options);
-    const Ownership ownership = take_lock(lock, options.relocated);
+    const MutexOwnership ownership = take_lock(lock, options.relocated);
     ObjectHandle client_process;
     if (options.client_pid != 0) client_process = prove_client(options);
     // (4): where an active record stands, no request goes out and nothing else may happen.
@@ -71,14 +61,6 @@ int run_update(LaunchOptions& options) {
         check_phase(options, client_process.get());
     }
     return 0;
-}
-
-void move_to_temporary_helper(const LaunchOptions& options) {
-    try {
-        remove_stale_helpers();
-    } catch (...) {  // old copies wait for a later run
-    }
-    relocate_to_temporary_helper(options);
 }
 
 }  // namespace vandrel

@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 #include "transaction/transaction_plan.h"
 
 namespace vandrel {
@@ -33,9 +33,6 @@ void recovery_branch(LaunchOptions& options, HANDLE client_process);
 // Stages every file of an authorised plan, hands over, installs and starts the client again. Any failure from the first
 // download on ends in the roll-back, if the active record stands, or else the discard of the transaction, and in the
 // restart of a client that has closed for the update; then it is raised again.
-void apply_phase(const LaunchOptions& options, TransactionPlan& plan, HANDLE client_process);
-
-// Clears stale temporary copies away, quietly, and hands the job to a new one.
-void move_to_temporary_helper(const LaunchOptions& options);
+void apply_phase(const LaunchOptions& options, const TransactionPlan& plan, HANDLE client_process);
 
 }  // namespace vandrel

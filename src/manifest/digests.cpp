@@ -17,20 +17,18 @@ namespace {
 
 constexpr std::size_t kFileBufferSize = 1048576;
 
-bool fail(std::wstring& error, std::wstring text) {
-    error = std::move(text);
-    return false;
-}
+// One for all files of a run. A run has one thread; only the simulated machine has several runs at a time.
+thread_local Bytes file_buffer;
 
 bool digest_open_file(HANDLE file, Sha256& sha256, Digest& digest, std::wstring& error) {
-    Bytes buffer(kFileBufferSize);
+    file_buffer.resize(kFileBufferSize);
     for (;;) {
         DWORD read = 0;
-        if (ReadFile(file, buffer.data(), static_cast<DWORD>(buffer.size()), &read, nullptr) == 0) {
+        if (ReadFile(file, file_buffer.data(), static_cast<DWORD>(file_buffer.size()), &read, nullptr) == 0) {
             return fail(error, system_error_text(L"Falha ao ler arquivo para verificacao", GetLastError()));
         }
         if (read == 0) return sha256.finish(digest) || fail(error, L"Falha ao finalizar SHA-256.");
-        if (!sha256.update(buffer.data(), read)) return fail(error, L"Falha ao calcular SHA-256.");
+        if (!sha256.update(file_buffer.data(), read)) return fail(error, L"Falha ao calcular SHA-256.");
     }
 }
 
@@ -39,11 +37,6 @@ std::optional<std::uint64_t> size_of_file(const std::wstring& path) {
     if (GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) == 0) return std::nullopt;
     if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return std::nullopt;
     return join_halves(data.nFileSizeHigh, data.nFileSizeLow);
-}
-
-bool is_unreserved(char byte) {
-    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') ||
-           byte == '-' || byte == '.' || byte == '_' || byte == '~';
 }
 
 }  // namespace
@@ -62,6 +55,10 @@ bool sha256_of_file(const std::wstring& path, Digest& digest, std::wstring& erro
                                       FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
     if (!file) return fail(error, system_error_text(L"Falha ao abrir arquivo para verificacao", GetLastError()));
     return digest_open_file(file.get(), sha256, digest, error);
+}
+
+void release_digest_buffer() {
+    file_buffer = Bytes();
 }
 
 bool file_matches_entry(const std::wstring& path, const ManifestEntry& entry, std::wstring& error) {
@@ -92,22 +89,6 @@ std::string folder_key(const std::wstring& client_root) {
     require(sha256_of_bytes(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size(), digest),
             L"Hash da pasta falhou.");
     return hex_lower(digest);
-}
-
-std::wstring percent_encode(const std::wstring& text) {
-    constexpr std::wstring_view kDigits = L"0123456789ABCDEF";
-    const std::string bytes = wide_to_utf8(text);
-    std::wstring encoded;
-    encoded.reserve(3 * bytes.size());
-    for (const char byte : bytes) {
-        if (is_unreserved(byte)) {
-            encoded += static_cast<wchar_t>(byte);
-        } else {
-            const auto value = static_cast<unsigned char>(byte);
-            encoded += {L'%', kDigits[value >> 4], kDigits[value & 15]};
-        }
-    }
-    return encoded;
 }
 
 }  // namespace vandrel

@@ -11,11 +11,14 @@ namespace vandrel {
 
 bool sha256_of_bytes(const std::uint8_t* data, std::uint64_t size, Digest& digest);
 
-// Streams the file through a buffer of 1 MiB; other readers are admitted, no writer. On false `error` is
-// "Falha ao iniciar SHA-256.", "Falha ao preparar SHA-256.", "Falha ao criar SHA-256.",
-// "Falha ao abrir arquivo para verificacao (N)...", "Falha ao ler arquivo para verificacao (N)...",
-// "Falha ao calcular SHA-256." or "Falha ao finalizar SHA-256.".
+// Streams the file through a buffer of 1 MiB, which is made and zeroed by the first call of a run; other readers are
+// admitted, no writer. On false `error` is "Falha ao iniciar SHA-256.", "Falha ao preparar SHA-256.", "Falha ao criar
+// SHA-256.", "Falha ao abrir arquivo para verificacao (N)...", "Falha ao ler arquivo para verificacao (N)...", "Falha
+// ao calcular SHA-256." or "Falha ao finalizar SHA-256.".
 bool sha256_of_file(const std::wstring& path, Digest& digest, std::wstring& error);
+
+// Gives that buffer back. The next digest makes another.
+void release_digest_buffer();
 
 // Whether the file has exactly the entry's size and digest. A missing file, a folder and a file of another size are a
 // plain no, with `error` untouched; a file that can't be read for its digest is a no with sha256_of_file's `error`.
@@ -30,8 +33,5 @@ std::string hex_lower(const Digest& digest);
 // hex_lower of the SHA-256 of the folder's UTF-8 text in ASCII lower case: the part of the lock's name that says which
 // folder it locks. A folder that has no UTF-8 form has the key of the empty text. Failure "Hash da pasta falhou.".
 std::string folder_key(const std::wstring& client_root);
-
-// A query value: the UTF-8 bytes of `text`, all but a-z A-Z 0-9 - . _ ~ as "%XX". Empty if `text` has no UTF-8 form.
-std::wstring percent_encode(const std::wstring& text);
 
 }  // namespace vandrel

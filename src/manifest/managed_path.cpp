@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "manifest/manifest_policy.h"
+#include "run/executables.h"
 #include "safefs/text_encoding.h"
 #include "safefs/windows_path.h"
 
@@ -14,7 +15,6 @@ namespace {
 constexpr std::array<std::wstring_view, 3> kManagedPrefixes{L"data/", L"modules/", L"layouts/"};
 constexpr std::array<std::wstring_view, 5> kManagedFiles{L"init.lua", L"vandrel updater.exe", L"d3dcompiler_47.dll",
                                                          L"vcruntime140.dll", L"vcruntime140_1.dll"};
-constexpr std::array<std::wstring_view, 2> kBackends{L"brindler_dx", L"brindler_gl"};
 constexpr std::wstring_view kForbiddenCharacters = L"<>\"|?*";
 constexpr wchar_t kFirstPrintable = 32;
 
@@ -36,14 +36,6 @@ bool is_safe_component(const std::wstring& component) {
 bool has_forbidden_unit(const std::wstring& path) {
     return path.find_first_of(kForbiddenCharacters) != std::wstring::npos ||
            std::ranges::any_of(path, [](wchar_t unit) { return unit < kFirstPrintable; });
-}
-
-bool is_managed_file(const std::wstring& folded, const std::wstring& arch) {
-    if (std::ranges::find(kManagedFiles, folded) != kManagedFiles.end()) return true;
-    const std::wstring_view suffix = executable_suffix(arch);
-    return std::ranges::any_of(kBackends, [&](std::wstring_view backend) {
-        return folded.starts_with(backend) && std::wstring_view(folded).substr(backend.size()) == suffix;
-    });
 }
 
 }  // namespace
@@ -69,7 +61,8 @@ bool is_managed_path(const ManifestEntry& entry, const LaunchOptions& options) {
     if (std::ranges::any_of(kManagedPrefixes, [&](std::wstring_view prefix) { return folded.starts_with(prefix); })) {
         return true;
     }
-    return is_managed_file(folded, options.arch);
+    return std::ranges::find(kManagedFiles, folded) != kManagedFiles.end() ||
+           is_client_executable(folded, options.arch);
 }
 
 }  // namespace vandrel

@@ -15,7 +15,7 @@ constexpr std::uint32_t kReadSize = 65536;
 
 }  // namespace
 
-SignedBytes fetch_manifest(const LaunchOptions& options) {
+Bytes fetch_manifest(const LaunchOptions& options) {
     const std::wstring url = options.update_url + L"?action=manifest&arch=" + options.arch;
     qm_streaming::ReadChunk read_chunk;
     std::wstring error;
@@ -23,7 +23,8 @@ SignedBytes fetch_manifest(const LaunchOptions& options) {
         throw Failure(std::move(error));
     }
     Bytes buffer(kReadSize);
-    SignedBytes manifest = SignedBytes::with_room();
+    Bytes manifest;
+    manifest.reserve(kLargestManifest);
     for (;;) {
         if (read_command(options) == kCancel) throw Failure(kCancelled);
         std::uint32_t count = 0;
@@ -32,7 +33,7 @@ SignedBytes fetch_manifest(const LaunchOptions& options) {
         const std::wstring text = error.empty() ? L"Manifesto excede limite ou transferencia incompleta." : error;
         const bool fits = manifest.size() + std::uint64_t{count} <= kLargestManifest;
         require(status == qm_streaming::IoStatus::Data && count > 0 && fits, text);
-        manifest.append(std::span(buffer).first(count));
+        append_bytes(manifest, std::span(buffer).first(count));
     }
 }
 

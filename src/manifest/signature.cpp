@@ -19,18 +19,6 @@ constexpr ULONG kSaltSize = 32;
 constexpr std::size_t kBlobSize = sizeof(BCRYPT_RSAKEY_BLOB) + kPublicExponent.size() + kPublicModulus.size();
 static_assert(kBlobSize == 411);
 
-struct ProviderKind {
-    using Value = BCRYPT_ALG_HANDLE;
-    static Value empty() { return nullptr; }
-    static void close(Value provider) { BCryptCloseAlgorithmProvider(provider, 0); }
-};
-
-struct KeyKind {
-    using Value = BCRYPT_KEY_HANDLE;
-    static Value empty() { return nullptr; }
-    static void close(Value key) { BCryptDestroyKey(key); }
-};
-
 Bytes public_key_blob() {
     BCRYPT_RSAKEY_BLOB header{};
     header.Magic = BCRYPT_RSAPUBLIC_MAGIC;
@@ -45,14 +33,14 @@ Bytes public_key_blob() {
     return blob;
 }
 
-UniqueHandle<KeyKind> import_public_key(BCRYPT_ALG_HANDLE provider) {
+KeyHandle import_public_key(BCRYPT_ALG_HANDLE provider) {
     Bytes blob = public_key_blob();
     BCRYPT_KEY_HANDLE imported = nullptr;
     if (BCryptImportKeyPair(provider, nullptr, BCRYPT_RSAPUBLIC_BLOB, &imported, blob.data(),
                             static_cast<ULONG>(blob.size()), 0) < 0) {
         return {};
     }
-    return UniqueHandle<KeyKind>(imported);
+    return KeyHandle(imported);
 }
 
 }  // namespace
@@ -60,8 +48,8 @@ UniqueHandle<KeyKind> import_public_key(BCRYPT_ALG_HANDLE provider) {
 bool verify_signature(const Digest& digest, std::span<const std::uint8_t> signature) {
     BCRYPT_ALG_HANDLE opened = nullptr;
     if (BCryptOpenAlgorithmProvider(&opened, BCRYPT_RSA_ALGORITHM, nullptr, 0) < 0) return false;
-    const UniqueHandle<ProviderKind> provider(opened);
-    const UniqueHandle<KeyKind> key = import_public_key(provider.get());
+    const AlgorithmProvider provider(opened);
+    const KeyHandle key = import_public_key(provider.get());
     if (!key) return false;
     BCRYPT_PSS_PADDING_INFO padding{BCRYPT_SHA256_ALGORITHM, kSaltSize};
     return BCryptVerifySignature(key.get(), &padding, const_cast<PUCHAR>(digest.data()),

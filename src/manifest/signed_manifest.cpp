@@ -1,17 +1,13 @@
 #include "manifest/signed_manifest.h"
 
 #include "base/bytes.h"
+#include "base/failure.h"
 #include "manifest/digests.h"
 #include "manifest/signature.h"
 
 namespace vandrel {
 
 namespace {
-
-bool fail(std::wstring& error, const wchar_t* text) {
-    error = text;
-    return false;
-}
 
 bool parse_entry(ByteReader& reader, ManifestEntry& entry, std::wstring& error) {
     constexpr const wchar_t* kBadEntry = L"Entrada de arquivo invalida no manifesto.";

@@ -1,9 +1,6 @@
 #include "safefs/file_system.h"
 
-#include <algorithm>
-#include <filesystem>
-#include <system_error>
-
+#include "safefs/file_system_error.h"
 #include "safefs/windows_path.h"
 
 namespace vandrel {
@@ -72,16 +69,6 @@ void remove_tree(const std::wstring& path, DWORD attributes) {
 
 }  // namespace
 
-void throw_file_system_error(const char* operation, std::uint32_t error) {
-    throw std::filesystem::filesystem_error(operation,
-                                            std::error_code(static_cast<int>(error), std::system_category()));
-}
-
-void throw_file_system_error(const char* operation, const std::wstring& path, std::uint32_t error) {
-    throw std::filesystem::filesystem_error(operation, path,
-                                            std::error_code(static_cast<int>(error), std::system_category()));
-}
-
 std::uint64_t join_halves(DWORD high, DWORD low) {
     return (std::uint64_t{high} << 32) | low;
 }
@@ -129,7 +116,7 @@ bool try_create_directories(const std::wstring& path, std::uint32_t& error) {
 
 void create_directories(const std::wstring& path) {
     std::uint32_t error = 0;
-    if (!try_create_directories(path, error)) throw_file_system_error("create_directories", path, error);
+    if (!try_create_directories(path, error)) throw_file_system_error("create_directories", error);
 }
 
 void remove_all(const std::wstring& path) {
@@ -147,17 +134,23 @@ bool is_directory(const DirectoryEntry& entry) {
     return query_status(entry.path, "directory_entry::status") == Status::folder;
 }
 
-DirectoryIterator::DirectoryIterator(const std::wstring& folder)
-    : DirectoryIterator(folder, "directory_iterator::directory_iterator", "directory_iterator::operator++") {}
+DirectoryIterator::DirectoryIterator(const std::wstring& folder, const std::wstring& pattern)
+    : folder_(folder), advance_operation_("directory_iterator::operator++") {
+    open(pattern, "directory_iterator::directory_iterator");
+}
 
 DirectoryIterator::DirectoryIterator(const std::wstring& folder, const char* open_operation,
                                      const char* advance_operation)
     : folder_(folder), advance_operation_(advance_operation) {
+    open(L"*", open_operation);
+}
+
+void DirectoryIterator::open(const std::wstring& pattern, const char* operation) {
     WIN32_FIND_DATAW data{};
-    search_ = SearchHandle(FindFirstFileW(join(folder, L"*").c_str(), &data));
+    search_ = SearchHandle(FindFirstFileW(join(folder_, pattern).c_str(), &data));
     if (!search_) {
         const DWORD error = GetLastError();
-        if (error != ERROR_FILE_NOT_FOUND) throw_file_system_error(open_operation, error);
+        if (error != ERROR_FILE_NOT_FOUND) throw_file_system_error(operation, error);
         at_end_ = true;
         return;
     }

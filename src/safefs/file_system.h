@@ -2,7 +2,7 @@
 // walked through, and time stamps keep their 100 ns.
 //
 // "Missing" is an answer: the error numbers 2, 3, 53, 64, 123 and 267. Every other failure is thrown as a
-// std::filesystem::filesystem_error whose text begins with the named operation and whose code is the system's number.
+// std::system_error whose text begins with the named operation (safefs/file_system_error.h).
 // Times are 100 ns ticks since 1601 (UTC).
 #pragma once
 
@@ -16,9 +16,6 @@
 #include "base/unique_handle.h"
 
 namespace vandrel {
-
-[[noreturn]] void throw_file_system_error(const char* operation, std::uint32_t error);
-[[noreturn]] void throw_file_system_error(const char* operation, const std::wstring& path, std::uint32_t error);
 
 // The two halves in which the platform hands out a 64-bit size or time.
 std::uint64_t join_halves(DWORD high, DWORD low);
@@ -34,7 +31,7 @@ std::uint64_t system_time();
 // Makes `path` and its missing ancestors. An existing folder is no error. Not flushed: a power cut may take any number
 // of the made levels back, deepest first. On failure false, with `error` the system's number; levels made stay.
 bool try_create_directories(const std::wstring& path, std::uint32_t& error);
-void create_directories(const std::wstring& path);  // "create_directories", with `path` as the error's first path
+void create_directories(const std::wstring& path);  // "create_directories"
 
 // Removes `path` with all that it holds; a junction goes, what it points to stays. Missing pieces are no error. On a
 // failure ("remove_all") what has been removed is gone.
@@ -54,9 +51,11 @@ bool is_directory(const DirectoryEntry& entry);
 // A folder's entries, "." and ".." left out, in the order that the file system gives.
 class DirectoryIterator {
  public:
-    // Positions on the first entry; "directory_iterator::directory_iterator".
-    explicit DirectoryIterator(const std::wstring& folder);
-    // The same under other operation names.
+    // Positions on the first entry that the file system holds for a match of `pattern`, in which "*" stands for any run
+    // of characters. It may give more than that (short names match, too), so whoever means a name tests it. Nothing
+    // that matches is the end; a missing folder is not: "directory_iterator::directory_iterator".
+    explicit DirectoryIterator(const std::wstring& folder, const std::wstring& pattern = L"*");
+    // All entries, under other operation names.
     DirectoryIterator(const std::wstring& folder, const char* open_operation, const char* advance_operation);
 
     bool at_end() const { return at_end_; }
@@ -64,6 +63,7 @@ class DirectoryIterator {
     void advance();  // "directory_iterator::operator++"
 
  private:
+    void open(const std::wstring& pattern, const char* operation);
     void accept(const WIN32_FIND_DATAW& data);
     void skip_dots(WIN32_FIND_DATAW& data);
 

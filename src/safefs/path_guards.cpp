@@ -99,9 +99,4 @@ bool same_folder(const std::wstring& a, const std::wstring& b) {
     return fold_case(lexically_normal(absolute(a))) == fold_case(lexically_normal(absolute(b)));
 }
 
-bool is_plain_file(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & kFolderOrReparse) == 0;
-}
-
 }  // namespace vandrel

@@ -21,7 +21,7 @@ bool is_path_within(const std::wstring& root, const std::wstring& target);
 
 // Makes `path` and its missing ancestors, looking for redirection before and after.
 // Throws Failure "Diretorio com redirecionamento recusado." (before) or "Diretorio inseguro." (after, or no folder
-// there), std::filesystem::filesystem_error "create_directories". What was made stays.
+// there), std::system_error "create_directories". What was made stays.
 void ensure_safe_directory(const std::wstring& path);
 
 // A file may be written at `target` under `root`: the root is a plain folder, the target lies within it, nothing on the
@@ -31,10 +31,7 @@ void ensure_safe_directory(const std::wstring& path);
 bool validate_download_destination(const std::wstring& root, const std::wstring& target, std::wstring& error);
 
 // The one identity test of paths: equal after normalisation and ASCII case folding; a trailing separator counts.
-// Throws std::filesystem::filesystem_error "absolute".
+// Throws std::system_error "absolute".
 bool same_folder(const std::wstring& a, const std::wstring& b);
-
-// What stands at `path` is a plain file: no folder, no reparse point, and there. The last error tells why not.
-bool is_plain_file(const std::wstring& path);
 
 }  // namespace vandrel

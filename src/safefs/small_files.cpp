@@ -4,8 +4,9 @@
 
 #include "base/failure.h"
 #include "base/unique_handle.h"
+#include "safefs/partial_files.h"
 #include "safefs/path_guards.h"
-#include "streaming/partial_files.h"
+#include "safefs/plain_files.h"
 
 namespace vandrel {
 
@@ -14,17 +15,20 @@ namespace {
 constexpr int kReplaceAttempts = 20;
 constexpr DWORD kReplacePauseMs = 25;
 
+void write_piece(HANDLE file, std::span<const std::uint8_t> piece) {
+    DWORD written = 0;
+    const bool complete = WriteFile(file, piece.data(), static_cast<DWORD>(piece.size()), &written, nullptr) != 0 &&
+                          written == piece.size();
+    require(complete, L"Falha ao gravar arquivo temporario.");
+}
+
 // Creates `temporary`, writes `content`, flushes and closes.
-void write_temporary(const std::wstring& temporary, std::span<const std::uint8_t> content) {
+void write_temporary(const std::wstring& temporary, Pieces content) {
     const FileHandle file(CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                       FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
     if (!file) throw Failure(system_error_text(L"Criar arquivo temporario", GetLastError()));
-    if (!content.empty()) {
-        const DWORD size = static_cast<DWORD>(content.size());
-        DWORD written = 0;
-        const bool complete =
-            WriteFile(file.get(), content.data(), size, &written, nullptr) != 0 && written == content.size();
-        require(complete, L"Falha ao gravar arquivo temporario.");
+    for (const std::span<const std::uint8_t> piece : content) {
+        if (!piece.empty()) write_piece(file.get(), piece);
     }
     const std::wstring text = system_error_text(L"Sincronizar arquivo", GetLastError());
     require(FlushFileBuffers(file.get()) != 0, text);
@@ -70,8 +74,7 @@ Bytes read_file_bounded(const std::wstring& path, std::uint64_t limit) {
     return content;
 }
 
-void write_file_atomic(const std::wstring& root, const std::wstring& destination,
-                       std::span<const std::uint8_t> content) {
+void write_file_atomic(const std::wstring& root, const std::wstring& destination, Pieces content) {
     std::wstring error;
     if (!validate_download_destination(root, destination, error)) throw Failure(std::move(error));
     const std::wstring temporary = qm_streaming::make_part_path(destination);
@@ -82,13 +85,6 @@ void write_file_atomic(const std::wstring& root, const std::wstring& destination
         discard_quietly(temporary);
         throw;
     }
-}
-
-bool discard_temporary_file(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES) return GetLastError() == ERROR_FILE_NOT_FOUND;
-    if ((attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) != 0) return false;
-    return DeleteFileW(path.c_str()) != 0;
 }
 
 }  // namespace vandrel

@@ -17,6 +17,9 @@ namespace vandrel {
 //   "Arquivo incompleto."                     the one read failed or fell short
 Bytes read_file_bounded(const std::wstring& path, std::uint64_t limit);
 
+// A file's content in pieces that stand one behind the other. Each that isn't empty is one write.
+using Pieces = std::span<const std::span<const std::uint8_t>>;
+
 // Puts `content` at `destination`, a path under the folder `root`: a temporary sibling is written, flushed and closed,
 // then takes the name by one write-through step, tried up to 20 times, 25 ms apart, while errors 32 or 5 say that the
 // destination is busy. When this returns, the content is durable under that name. On failure the destination is what
@@ -25,11 +28,7 @@ Bytes read_file_bounded(const std::wstring& path, std::uint64_t limit);
 //   the refusals of validate_download_destination (nothing created yet)
 //   "Criar arquivo temporario (N)...", "Falha ao gravar arquivo temporario.",
 //   "Sincronizar arquivo (N)..." with N the last error from before the flush,
-//   the message of promote_part's last attempt (streaming/partial_files.h)
-void write_file_atomic(const std::wstring& root, const std::wstring& destination,
-                       std::span<const std::uint8_t> content);
-
-// Removes a leftover plain file. True if it is gone or was never there; a folder or reparse point is left alone.
-bool discard_temporary_file(const std::wstring& path);
+//   the message of promote_part's last attempt (safefs/partial_files.h)
+void write_file_atomic(const std::wstring& root, const std::wstring& destination, Pieces content);
 
 }  // namespace vandrel

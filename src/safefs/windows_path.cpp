@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "safefs/file_system.h"
+#include "safefs/file_system_error.h"
 
 namespace vandrel {
 

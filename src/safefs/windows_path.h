@@ -46,7 +46,7 @@ std::wstring lexically_relative(std::wstring_view target, std::wstring_view base
 // gives an empty result. On failure false, with `error` the platform's number.
 bool try_absolute(const std::wstring& path, std::wstring& result, std::uint32_t& error);
 
-// The same; throws std::filesystem::filesystem_error "absolute" on failure.
+// The same; throws std::system_error "absolute" on failure.
 std::wstring absolute(const std::wstring& path);
 
 }  // namespace vandrel

@@ -6,22 +6,42 @@ namespace qm_streaming {
 
 namespace {
 
-constexpr std::array<std::uint32_t, 256> make_table() {
-    std::array<std::uint32_t, 256> table{};
-    for (std::uint32_t index = 0; index < table.size(); ++index) {
+using Table = std::array<std::uint32_t, 256>;
+
+// kTables[0] is the usual table: what one byte adds. kTables[k] is what a byte adds that k further bytes follow, so
+// that eight bytes are eight look-ups that don't wait for each other.
+constexpr std::array<Table, 8> make_tables() {
+    std::array<Table, 8> tables{};
+    for (std::uint32_t index = 0; index < 256; ++index) {
         std::uint32_t value = index;
         for (int bit = 0; bit < 8; ++bit) value = (value >> 1) ^ ((value & 1) != 0 ? 0xEDB88320U : 0U);
-        table[index] = value;
+        tables[0][index] = value;
     }
-    return table;
+    for (std::size_t k = 1; k < tables.size(); ++k) {
+        for (std::uint32_t index = 0; index < 256; ++index) {
+            const std::uint32_t before = tables[k - 1][index];
+            tables[k][index] = (before >> 8) ^ tables[0][before & 0xFF];
+        }
+    }
+    return tables;
 }
 
-constexpr std::array<std::uint32_t, 256> kTable = make_table();
+constexpr std::array<Table, 8> kTables = make_tables();
+
+std::uint32_t eight_bytes(std::uint32_t running, const std::uint8_t* data) {
+    std::uint32_t next = 0;
+    for (std::size_t i = 0; i < 8; ++i) {
+        const std::uint32_t byte = i < 4 ? data[i] ^ ((running >> (8 * i)) & 0xFF) : data[i];
+        next ^= kTables[7 - i][byte];
+    }
+    return next;
+}
 
 }  // namespace
 
 std::uint32_t update_crc32(std::uint32_t running, const std::uint8_t* data, std::size_t size) {
-    for (std::size_t i = 0; i < size; ++i) running = (running >> 8) ^ kTable[(running ^ data[i]) & 0xFF];
+    for (; size >= 8; data += 8, size -= 8) running = eight_bytes(running, data);
+    for (; size > 0; ++data, --size) running = (running >> 8) ^ kTables[0][(running ^ *data) & 0xFF];
     return running;
 }
 

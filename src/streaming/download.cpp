@@ -9,15 +9,17 @@
 #include "base/sha256.h"
 #include "base/unique_handle.h"
 #include "safefs/file_system.h"
+#include "safefs/partial_files.h"
 #include "safefs/path_guards.h"
-#include "safefs/small_files.h"
+#include "safefs/plain_files.h"
 #include "safefs/windows_path.h"
 #include "streaming/crc32.h"
-#include "streaming/partial_files.h"
 
 namespace qm_streaming {
 
 namespace {
+
+using vandrel::fail;
 
 constexpr DWORD kPartFlags = FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_OPEN_REPARSE_POINT | FILE_ATTRIBUTE_TEMPORARY;
 constexpr std::uint32_t kLongestBackoffShift = 4;
@@ -95,19 +97,14 @@ struct Attempt {
     bool retry = false;
 };
 
-bool fail(std::wstring& error, std::wstring text) {
-    error = std::move(text);
-    return false;
-}
-
 bool out_of_time(const Download& download) {
     return GetTickCount64() - download.start > download.options.total_time_limit_ms;
 }
 
-bool may_begin_attempt(Download& download) {
-    if (!asked_to_cancel(download.is_cancelled) && !out_of_time(download)) return true;
+// Records why no attempt may begin.
+void give_up(Download& download) {
     download.outcome.cancelled = asked_to_cancel(download.is_cancelled);
-    return fail(download.error, download.outcome.cancelled ? kCancelledText : kTimeLimitText);
+    download.error = download.outcome.cancelled ? kCancelledText : kTimeLimitText;
 }
 
 bool start_hash(Attempt& attempt) {
@@ -166,7 +163,8 @@ bool matches_digests(const Download& download, Attempt& attempt, const vandrel::
     return true;
 }
 
-bool verify(Download& download, Attempt& attempt) {
+// Holds what has been received against what was expected, makes it durable, and gives it its name.
+bool verify_and_promote(Download& download, Attempt& attempt) {
     if (download.expected.has_size && attempt.received != download.expected.size) {
         attempt.retry = true;
         return fail(attempt.error, L"Tamanho recebido difere do manifesto.");
@@ -198,12 +196,15 @@ bool transfer(Download& download, Attempt& attempt) {
     attempt.buffer.assign(kDownloadBufferSize, 0);
     if (!read_all(download, attempt)) return false;
     attempt.reader = nullptr;  // closes the stream before the verification
-    return verify(download, attempt);
+    return verify_and_promote(download, attempt);
 }
 
 Ending run_attempt(Download& download, std::uint32_t number) {
     ++download.outcome.attempts_made;
-    if (!may_begin_attempt(download)) return Ending::failed;
+    if (asked_to_cancel(download.is_cancelled) || out_of_time(download)) {
+        give_up(download);
+        return Ending::failed;
+    }
     ReadChunk reader;
     std::wstring open_error;
     const IoStatus opened = download.open_stream(number, reader, open_error);
@@ -247,8 +248,9 @@ bool prepare_folder(Download& download) {
 
 bool run(Download& download) {
     if (download.options.attempts == 0) return false;
-    if (!vandrel::validate_download_destination(download.allowed_root, download.destination, download.error))
+    if (!vandrel::validate_download_destination(download.allowed_root, download.destination, download.error)) {
         return false;
+    }
     if (!prepare_folder(download)) return false;
     remove_stale_parts(download.destination, download.options.stale_part_age_ms, download.outcome.stale_parts_removed);
     download.start = GetTickCount64();

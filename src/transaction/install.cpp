@@ -31,6 +31,12 @@ void check_before_install(const LaunchOptions& options, const ManifestEntry& ent
     require(unchanged, L"Cliente mudou durante o download; nenhuma alteracao aplicada.");
 }
 
+// (1): from here on any start takes the transaction back.
+void publish_record(const LaunchOptions& options, const TransactionPlan& plan) {
+    const SerializedTransaction record = serialize_transaction(plan);
+    write_file_atomic(options.client_root, active_record_path(options), record.pieces());
+}
+
 // (2): one rename that makes the backup and brings the new file. The texts are composed before the calls.
 void replace_file(const LaunchOptions& options, const PlanEntry& file, const TransactionPaths& paths) {
     ensure_safe_directory(parent_path(paths.target));
@@ -56,15 +62,14 @@ void prove_installed(const ManifestEntry& entry, const TransactionPaths& paths) 
 
 }  // namespace
 
-void install_transaction(const LaunchOptions& options, TransactionPlan& plan) {
+void install_transaction(const LaunchOptions& options, const TransactionPlan& plan) {
     const std::wstring folder = transaction_folder(options, plan);
     ensure_no_other_client(options);
     for (const PlanEntry& file : plan.files) {
         const ManifestEntry& entry = new_version(plan, file);
         check_before_install(options, entry, file, transaction_paths(options, folder, entry));
     }
-    // (1): from here on any start takes the transaction back.
-    write_file_atomic(options.client_root, active_record_path(options), serialize_transaction(plan));
+    publish_record(options, plan);
     for (const PlanEntry& file : plan.files) {
         replace_file(options, file, transaction_paths(options, folder, new_version(plan, file)));
     }

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 #include "transaction/transaction_plan.h"
 
 namespace vandrel {
@@ -21,8 +21,8 @@ namespace vandrel {
 //   the texts of ensure_safe_directory, the refusals of validate_download_destination,
 //   "Substituir arquivo com backup (N)...", "Instalar arquivo novo (N)...", with N the last error from before the call,
 //   "Verificacao final do arquivo instalado falhou.", "Remover arquivo gerenciado (N)..."
-// or std::filesystem::filesystem_error. Power cut: as one of these, or complete; see transaction_plan.h (1) to (3).
-void install_transaction(const LaunchOptions& options, TransactionPlan& plan);
+// or std::system_error. Power cut: as one of these, or complete; see transaction_plan.h (1) to (3).
+void install_transaction(const LaunchOptions& options, const TransactionPlan& plan);
 
 // Removes the file at `file`, which lies under `root`; a missing one is no failure. Failure: the refusals of
 // validate_download_destination, "Remover arquivo gerenciado (N)..." with N the last error from before the deletion.

@@ -19,8 +19,6 @@ constexpr std::string_view kMagic = "VUT1";
 constexpr std::size_t kJobSize = 32;
 constexpr std::size_t kFixedSize = 44;  // magic, job, the manifest's length and the count
 constexpr std::size_t kEntrySize = 45;
-static_assert(kMagic.size() + kJobSize + 4 == SignedBytes::kRoomInFront);
-static_assert(kLargestRecord == SignedBytes::kLargestBuffer);
 static_assert(kLargestRecordManifest == kLargestManifest, "what can be fetched can be recorded");
 static_assert(kFixedSize + kLargestRecordManifest + kEntrySize * kLargestEntryCount <= kLargestRecord);
 
@@ -40,7 +38,7 @@ std::uint32_t parse_manifest_length(ByteReader& reader) {
 
 void verify_manifest(const LaunchOptions& options, Manifest& manifest) {
     std::wstring error;
-    if (!parse_signed_manifest(manifest.signed_bytes.document(), manifest.release, manifest.entries, error)) {
+    if (!parse_signed_manifest(manifest.signed_bytes, manifest.release, manifest.entries, error)) {
         throw Failure(std::move(error));
     }
     validate_manifest_policy(manifest.entries, manifest.release, options);
@@ -59,7 +57,6 @@ PlanEntry parse_plan_entry(ByteReader& reader, const Manifest& manifest, std::se
     require(has(reader, 8), invalid);
     entry.prior.size = read_u64(reader);
     require(entry.prior.size <= kLargestFile && has(reader, entry.prior.sha256.size()), invalid);
-    entry.prior.path = manifest.entries[entry.manifest_index].path;
     entry.prior.sha256 = read_digest(reader);
     return entry;
 }
@@ -77,36 +74,34 @@ void parse_files(ByteReader& reader, TransactionPlan& plan) {
 
 }  // namespace
 
-std::span<const std::uint8_t> serialize_transaction(TransactionPlan& plan) {
-    SignedBytes& manifest = plan.manifest.signed_bytes;
-    const std::wstring too_large = L"Registro de recuperacao excede limite.";
-    Bytes head;
-    append_text(head, kMagic);
-    append_text(head, wide_to_utf8(plan.job_id));
-    append_u32(head, static_cast<std::uint32_t>(manifest.size()));
-    const std::size_t tail_size = 4 + kEntrySize * plan.files.size();
-    require(head.size() + manifest.size() + tail_size <= kLargestRecord, too_large);
-    require(head.size() <= SignedBytes::kRoomInFront && tail_size <= manifest.room_behind(), too_large);
-    Bytes& record = manifest.surround(head);
-    append_u32(record, static_cast<std::uint32_t>(plan.files.size()));
+SerializedTransaction serialize_transaction(const TransactionPlan& plan) {
+    SerializedTransaction record;
+    append_text(record.head, kMagic);
+    append_text(record.head, wide_to_utf8(plan.job_id));
+    append_u32(record.head, static_cast<std::uint32_t>(plan.manifest.signed_bytes.size()));
+    record.manifest = plan.manifest.signed_bytes;
+    record.tail.reserve(4 + kEntrySize * plan.files.size());
+    append_u32(record.tail, static_cast<std::uint32_t>(plan.files.size()));
     for (const PlanEntry& entry : plan.files) {
-        append_u32(record, entry.manifest_index);
-        append_u8(record, entry.existed ? 1 : 0);
-        append_u64(record, entry.prior.size);
-        append_bytes(record, entry.prior.sha256);
+        append_u32(record.tail, entry.manifest_index);
+        append_u8(record.tail, entry.existed ? 1 : 0);
+        append_u64(record.tail, entry.prior.size);
+        append_bytes(record.tail, entry.prior.sha256);
     }
-    return manifest.surrounded(head.size());
+    const std::size_t size = record.head.size() + record.manifest.size() + record.tail.size();
+    require(size <= kLargestRecord, L"Registro de recuperacao excede limite.");
+    return record;
 }
 
 TransactionPlan parse_transaction(Bytes bytes, const LaunchOptions& options) {
-    ByteReader reader{bytes};  // the bytes stay where they are when the plan takes them over
+    ByteReader reader{bytes};  // the plan takes the bytes over, and they stay where they are
     require(has(reader, kFixedSize) && read_text(reader, kMagic.size()) == kMagic,
             L"Registro de recuperacao invalido.");
     TransactionPlan plan;
     plan.job_id = parse_job(reader);
     const std::uint32_t length = parse_manifest_length(reader);
-    read_bytes(reader, length);
-    plan.manifest.signed_bytes = SignedBytes(std::move(bytes), length);
+    plan.manifest.signed_bytes = read_bytes(reader, length);
+    plan.manifest.storage = std::move(bytes);
     verify_manifest(options, plan.manifest);
     parse_files(reader, plan);
     require(remaining(reader) == 0, L"Dados extras no registro de recuperacao.");

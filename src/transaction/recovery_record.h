@@ -2,11 +2,12 @@
 // rebuilds the plan. docs/recovery-record.md has its layout.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 
 #include "base/bytes.h"
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 #include "transaction/transaction_plan.h"
 
 namespace vandrel {
@@ -14,11 +15,20 @@ namespace vandrel {
 inline constexpr std::uint64_t kLargestRecord = 33554432;          // bytes, 32 MiB
 inline constexpr std::uint32_t kLargestRecordManifest = 16777216;  // bytes, 16 MiB
 
-// The record's bytes, 44 + N + 45 P for a manifest of N bytes and P files, made around the manifest's own (see
-// SignedBytes) and good until the plan goes or is serialized again. What the plan holds is written as it stands,
-// unchecked; a job of more than 32 bytes, which transaction_folder refuses before, has no room. Failure "Registro de
-// recuperacao excede limite." above 32 MiB; a parsed plan has room for the record that it came from and no more.
-std::span<const std::uint8_t> serialize_transaction(TransactionPlan& plan);
+// A record of 44 + N + 45 P bytes, for a manifest of N bytes and P files, in the pieces that stand one behind the
+// other. The manifest is the plan's own, seen and not copied: the record is good as long as the plan lives.
+struct SerializedTransaction {
+    Bytes head;                              // magic, job, the manifest's length
+    std::span<const std::uint8_t> manifest;  // signed, as it was received
+    Bytes tail;                              // the files
+
+    std::array<std::span<const std::uint8_t>, 3> pieces() const& { return {head, manifest, tail}; }
+    void pieces() const&& = delete;  // they would outlive what they show
+};
+
+// The writer is the lenient side: what the plan holds is written as it stands, unchecked. Failure "Registro de
+// recuperacao excede limite." above 32 MiB.
+SerializedTransaction serialize_transaction(const TransactionPlan& plan);
 
 // The plan of a record, complete or not at all; it keeps the record's bytes as its manifest's. The reader is the strict
 // side. The manifest in it is verified afresh: its signature, and its policy as of today and on today's folder.

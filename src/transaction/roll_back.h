@@ -1,7 +1,7 @@
 // The only way out of the active state but the commit: back.
 #pragma once
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 #include "transaction/transaction_plan.h"
 
 namespace vandrel {
@@ -27,7 +27,7 @@ namespace vandrel {
 //   "Arquivo alterado externamente; recuperacao interrompida.", "Arquivo anterior sem backup valido.",
 //   "Restaurar arquivo anterior (N)...", with N the last error from before the call, "Remover arquivo gerenciado
 //   (N)..."; with the files restored and the record gone, those of discard_transaction
-// or std::filesystem::filesystem_error. Power cut: run it again.
+// or std::system_error. Power cut: run it again.
 void roll_back_transaction(const LaunchOptions& options, const TransactionPlan& plan);
 
 }  // namespace vandrel

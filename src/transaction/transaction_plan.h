@@ -32,8 +32,7 @@ namespace vandrel {
 struct PlanEntry {
     std::uint32_t manifest_index = 0;  // of its new version in manifest.entries
     bool existed = false;              // something stood there when the plan was made; else the file is new
-    // What stood there: the same path, its size and digest. Zeros for a new file.
-    ManifestEntry prior;
+    ManifestEntry prior;  // what stood there: size and digest, zeros for a new file; the path is the new version's
 };
 
 // One transaction. Moved, never copied, as its manifest is.

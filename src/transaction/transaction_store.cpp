@@ -1,6 +1,8 @@
 #include "transaction/transaction_store.h"
 
+#include "base/age.h"
 #include "base/failure.h"
+#include "run/places.h"
 #include "safefs/file_system.h"
 #include "safefs/path_guards.h"
 #include "safefs/small_files.h"
@@ -13,7 +15,7 @@ namespace vandrel {
 namespace {
 
 std::wstring store_path(const LaunchOptions& options) {
-    return join(options.client_root, L".vandrel-updater");
+    return join(options.client_root, kStoreFolder);
 }
 
 // An entry of the store that looks like a transaction's folder and holds a record of 24 hours or more.
@@ -22,8 +24,7 @@ bool may_be_stale(const DirectoryEntry& entry, const std::wstring& record) {
     if (!is_directory(entry) || !path_prefixes_free_of_reparse(entry.path)) return false;
     if (!exists(record) || !path_prefixes_free_of_reparse(record)) return false;
     const std::uint64_t written = last_write_time(record);
-    const auto age = static_cast<std::int64_t>(system_time() - written);
-    return age >= static_cast<std::int64_t>(kStaleAgeTicks);
+    return has_reached_age(written, system_time(), kStaleAgeMs);
 }
 
 // (7): the folder goes on proof alone. Any failure costs this one folder its turn.
@@ -38,7 +39,7 @@ void discard_if_proved(const LaunchOptions& options, const DirectoryEntry& entry
 }  // namespace
 
 std::wstring active_record_path(const LaunchOptions& options) {
-    return join(store_path(options), L"active.transaction");
+    return join(store_path(options), kActiveRecord);
 }
 
 std::wstring transaction_folder(const LaunchOptions& options, const TransactionPlan& plan) {
@@ -49,8 +50,8 @@ std::wstring transaction_folder(const LaunchOptions& options, const TransactionP
 TransactionPaths transaction_paths(const LaunchOptions& options, const std::wstring& folder,
                                    const ManifestEntry& entry) {
     const std::wstring relative = utf8_to_wide(entry.path);
-    return {join(options.client_root, relative), join(join(folder, L"files"), relative),
-            join(join(folder, L"backup"), relative)};
+    return {join(options.client_root, relative), join(join(folder, kStagedFiles), relative),
+            join(join(folder, kBackupFiles), relative)};
 }
 
 void discard_transaction(const LaunchOptions& options, const TransactionPlan& plan) {
@@ -70,7 +71,7 @@ void sweep_stale_transactions(const LaunchOptions& options) {
     int looked_at = 0;
     for (DirectoryIterator entries(store); !entries.at_end(); entries.advance()) {
         if (++looked_at > kMostSweptEntries) break;
-        const std::wstring record = join(entries.entry().path, L"staging.transaction");
+        const std::wstring record = join(entries.entry().path, kStagingRecord);
         if (may_be_stale(entries.entry(), record)) discard_if_proved(options, entries.entry(), record);
     }
 }

@@ -7,16 +7,12 @@
 //   .vandrel-updater/<job>/backup/<path>           the old files, put there by the install
 #pragma once
 
-#include <cstdint>
 #include <string>
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 #include "transaction/transaction_plan.h"
 
 namespace vandrel {
-
-inline constexpr int kMostSweptEntries = 256;
-inline constexpr std::uint64_t kStaleAgeTicks = 864000000000;  // 24 hours of 100 ns
 
 std::wstring active_record_path(const LaunchOptions& options);
 
@@ -34,13 +30,13 @@ TransactionPaths transaction_paths(const LaunchOptions& options, const std::wstr
 
 // Removes the transaction's folder with all that it holds; twice is harmless. The active record and the client's files
 // are not touched. The whole folder is looked through before anything is deleted; Failure "Diretorio de transacao
-// redirecionado." or "Arquivo temporario redirecionado." leaves it complete, std::filesystem::filesystem_error may
+// redirecionado." or "Arquivo temporario redirecionado." leaves it complete, std::system_error may
 // leave a part of it. Not flushed: after a power cut any part of the folder may be back.
 void discard_transaction(const LaunchOptions& options, const TransactionPlan& plan);
 
 // Removes abandoned transaction folders among the store's first 256 entries: those whose staging record is 24 hours old
 // or more, parses and verifies, and names its folder. Does nothing while an active record stands. A folder that fails
-// stays; std::filesystem::filesystem_error where the listing or a record's time fails.
+// stays; std::system_error where the listing or a record's time fails.
 void sweep_stale_transactions(const LaunchOptions& options);
 
 }  // namespace vandrel

@@ -1,6 +1,6 @@
 #include <functional>
 
-#include "launcher/launch_options.h"
+#include "launcher/parse_launch_options.h"
 #include "tests/launcher/launcher_test.h"
 
 namespace support {
@@ -187,11 +187,11 @@ TEST(CommandLine, a_good_line_becomes_the_record_and_only_its_copy_makes_the_sta
 
     parsed.release = 7;
     parsed.file_count = 9;
-    const vandrel::LaunchOptions copy(parsed);
+    const auto run = vandrel::begin_run(parsed);
     EXPECT_TRUE(world.disk.is_folder(kRoaming + L"\\BrindlerQ3\\main\\updater"));
-    EXPECT_EQ(copy.client_root, parsed.client_root);
-    EXPECT_EQ(copy.release, 0U);
-    EXPECT_EQ(copy.file_count, 0U);
+    EXPECT_EQ(run->client_root, parsed.client_root);
+    EXPECT_EQ(run->release, 0U);
+    EXPECT_EQ(run->file_count, 0U);
 }
 
 }  // namespace

@@ -134,7 +134,7 @@ TEST(StaleHelpers, only_a_copy_of_24_hours_that_nobody_runs_goes) {
             world.disk.set_write_time(folder + kFile, static_cast<std::uint64_t>(now - ticks));
         };
     };
-    const auto day = static_cast<std::int64_t>(vandrel::kStaleHelperTicks);
+    constexpr std::int64_t day = 864000000000;  // of 100 ns
     const auto nothing = [](winsim::World&, const std::wstring&) {};
     const std::vector<Stale> cases{
         {"24 hours", nothing, true, true},
@@ -159,7 +159,7 @@ TEST(StaleHelpers, only_a_copy_of_24_hours_that_nobody_runs_goes) {
         SCOPED_TRACE(stale.name);
         winsim::World world;
         const std::wstring folder = kHelpers + L"\\" + stale.entry;
-        world.disk.put(folder + kFile, "copy", world.clock.file_time() - vandrel::kStaleHelperTicks);
+        world.disk.put(folder + kFile, "copy", world.clock.file_time() - 864000000000U);
         stale.arrange(world, folder);
         EXPECT_EQ(refusal(world, [] { vandrel::remove_stale_helpers(); }), L"");
         EXPECT_EQ(!world.disk.exists(folder + kFile), stale.copy_goes);

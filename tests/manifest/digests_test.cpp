@@ -121,20 +121,5 @@ TEST_F(Digests, make_one_key_for_a_folder_in_any_ascii_case) {
     EXPECT_EQ(machine.refusal([] { vandrel::folder_key(L"C:\\x"); }), L"Hash da pasta falhou.");
 }
 
-TEST_F(Digests, leave_query_values_to_the_percent_encoding) {
-    const struct {
-        std::wstring text;
-        std::wstring encoded;
-    } rows[] = {{L"azAZ09-._~", L"azAZ09-._~"},
-                {L"data/a b.png", L"data%2Fa%20b.png"},
-                {L"\xE9", L"%C3%A9"},
-                {L"\xD83C\xDFAE", L"%F0%9F%8E%AE"},
-                {L"%+&=?#\x01\x7F", L"%25%2B%26%3D%3F%23%01%7F"},
-                {std::wstring(1, L'\0'), L"%00"},
-                {L"", L""},
-                {L"a\xD800", L""}};
-    for (const auto& row : rows) EXPECT_EQ(vandrel::percent_encode(row.text), row.encoded);
-}
-
 }  // namespace
 }  // namespace support

@@ -15,8 +15,8 @@ class ManifestFetch : public testing::Test {
 
     std::wstring fetch() {
         return machine.refusal([&] {
-            const vandrel::SignedBytes bytes = vandrel::fetch_manifest(machine.options());
-            fetched.assign(bytes.document().begin(), bytes.document().end());
+            const vandrel::Bytes bytes = vandrel::fetch_manifest(machine.options());
+            fetched.assign(bytes.begin(), bytes.end());
         });
     }
 

@@ -1,4 +1,5 @@
 #include "safefs/small_files.h"
+#include "safefs/plain_files.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -17,6 +18,12 @@ vandrel::Bytes bytes_of(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
+void write_whole(const std::wstring& path, const std::string& content) {
+    const vandrel::Bytes bytes = bytes_of(content);
+    const std::span<const std::uint8_t> piece(bytes);
+    vandrel::write_file_atomic(kRoot, path, {&piece, 1});
+}
+
 class SmallFiles : public testing::Test {
  protected:
     SmallFiles() { machine.install({}); }
@@ -26,7 +33,7 @@ class SmallFiles : public testing::Test {
         return machine.refusal([&] { vandrel::read_file_bounded(path, limit); });
     }
     std::wstring write_refusal(const std::string& content = "new", const std::wstring& path = kFile) {
-        return machine.refusal([&] { vandrel::write_file_atomic(kRoot, path, bytes_of(content)); });
+        return machine.refusal([&] { write_whole(path, content); });
     }
     Files files() const { return files_beneath(machine.world.disk, L"C:\\Game\\data"); }
 
@@ -107,7 +114,7 @@ TEST_F(SmallFiles, are_old_or_new_after_a_power_cut_at_any_call_of_the_write) {
             machine.world.gate.reset();
             machine.world.gate.cut_at(number, winsim::Moment::after);
             try {
-                vandrel::write_file_atomic(kRoot, kFile, bytes_of("new"));
+                write_whole(kFile, "new");
             } catch (const winsim::PowerCut&) {  // what is left of it is looked at below
             }
             const auto possible = machine.world.disk.losses(winsim::LossModel::journal);

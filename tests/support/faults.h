@@ -7,9 +7,9 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -105,7 +105,7 @@ inline void redirect(winsim::World& world, const std::wstring& path) {
 }
 
 // How `action` ends when the helper's code is called directly: "" for a return, a Failure's message, or the operation
-// of a file-system error in brackets, with its path if it has one.
+// of a file-system error in brackets.
 template <class Action>
 std::wstring refusal(winsim::World& world, Action action) {
     const winsim::World::Guard guard(world);
@@ -114,12 +114,9 @@ std::wstring refusal(winsim::World& world, Action action) {
         return L"";
     } catch (const vandrel::Failure& failure) {
         return failure.message;
-    } catch (const std::filesystem::filesystem_error& error) {
+    } catch (const std::system_error& error) {
         const std::string text = error.what();
-        const std::size_t begin = text.starts_with("filesystem error: ") ? 18 : 0;
-        const std::wstring path = error.path1().wstring();
-        const std::wstring operation = wide(text.substr(begin, text.find(": ", begin) - begin));
-        return L"[" + operation + (path.empty() ? L"" : L" ") + path + L"]";
+        return L"[" + wide(text.substr(0, text.rfind(": "))) + L"]";
     }
 }
 

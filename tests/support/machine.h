@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "launcher/launch_options.h"
+#include "run/launch_options.h"
 #include "tests/support/release_builder.h"
 #include "winsim/world.h"
 

@@ -17,7 +17,7 @@ Files changed() {
 // A staged transaction, begun exactly a day ago.
 struct Old : Transaction {
     Old() : Transaction(minimal_client(), changed()) { age(transaction_folder(), kDay); }
-    static constexpr auto kDay = static_cast<std::int64_t>(vandrel::kStaleAgeTicks);
+    static constexpr auto kDay = std::int64_t{864000000000};
 
     void age(const std::wstring& folder, std::int64_t ticks) {
         const auto now = static_cast<std::int64_t>(world.clock.file_time());

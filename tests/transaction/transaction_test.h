@@ -24,10 +24,10 @@ inline vandrel::Bytes bytes_of(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-inline vandrel::SignedBytes signed_bytes_of(const vandrel::Bytes& document) {
-    vandrel::SignedBytes bytes = vandrel::SignedBytes::with_room();
-    bytes.append(document);
-    return bytes;
+// `document` as a manifest holds it; not parsed.
+inline void hold(vandrel::Manifest& manifest, vandrel::Bytes document) {
+    manifest.storage = std::move(document);
+    manifest.signed_bytes = manifest.storage;
 }
 
 // The plan that takes a folder of `old_files` to release 2, which lists `new_files`.
@@ -36,16 +36,15 @@ inline vandrel::TransactionPlan plan_of(winsim::World& world, const Files& old_f
     vandrel::TransactionPlan plan;
     plan.job_id = kJob;
     vandrel::Manifest& manifest = plan.manifest;
-    manifest.signed_bytes = signed_bytes_of(bytes_of(manifest_of(2, new_files)));
+    hold(manifest, bytes_of(manifest_of(2, new_files)));
     std::wstring error;
-    EXPECT_TRUE(parse_signed_manifest(manifest.signed_bytes.document(), manifest.release, manifest.entries, error));
+    EXPECT_TRUE(parse_signed_manifest(manifest.signed_bytes, manifest.release, manifest.entries, error));
     for (std::size_t i = 0; i < manifest.entries.size(); ++i) {
         const auto old = old_files.find(std::string(manifest.entries[i].path));
         if (old != old_files.end() && old->second == new_files.at(old->first)) continue;
         vandrel::PlanEntry file;
         file.manifest_index = static_cast<std::uint32_t>(i);
         file.existed = old != old_files.end();
-        file.prior.path = manifest.entries[i].path;
         if (file.existed) {
             file.prior.size = old->second.size();
             file.prior.sha256 = digest_of(old->second);
@@ -55,10 +54,12 @@ inline vandrel::TransactionPlan plan_of(winsim::World& world, const Files& old_f
     return plan;
 }
 
-inline std::string record_of(winsim::World& world, vandrel::TransactionPlan& plan) {
+inline std::string record_of(winsim::World& world, const vandrel::TransactionPlan& plan) {
     const winsim::World::Guard guard(world);
-    const auto record = vandrel::serialize_transaction(plan);
-    return {record.begin(), record.end()};
+    const vandrel::SerializedTransaction record = vandrel::serialize_transaction(plan);
+    std::string bytes;
+    for (const auto piece : record.pieces()) bytes.append(piece.begin(), piece.end());
+    return bytes;
 }
 
 // `old_files` stand in the client's folder; `new_files` are staged where they differ, with the staging record.

@@ -242,6 +242,10 @@ ULONGLONG WINAPI GetTickCount64();
 void WINAPI Sleep(DWORD milliseconds);
 void WINAPI GetSystemTimeAsFileTime(FILETIME* time);
 DWORD WINAPI GetLastError();
+#define SEM_FAILCRITICALERRORS 1U
+#define SEM_NOGPFAULTERRORBOX 2U
+#define SEM_NOOPENFILEERRORBOX 0x8000U
+BOOL WINAPI SetThreadErrorMode(DWORD mode, DWORD* old_mode);
 void WINAPI SetLastError(DWORD code);
 DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD language, LPWSTR buffer, DWORD size,
                             void* arguments);

@@ -1,4 +1,4 @@
-#include "streaming/partial_files.h"
+#include "safefs/partial_files.h"
 
 #include <gtest/gtest.h>
 
@@ -94,7 +94,7 @@ TEST_F(PartialFiles, that_vanish_during_the_sweep_count_as_removed_and_undeletab
         std::uint32_t swept;
     } rows[] = {{"GetFileAttributesW", 2, 1, 1}, {"GetFileAttributesW", 3, 1, 0}, {"GetFileAttributesW", 5, 1, 0},
                 {"GetFileAttributesW", 2, 0, 0}, {"DeleteFileW", 5, 0, 0},        {"DeleteFileW", 2, 0, 0},
-                {"FindFirstFileW", 5, 0, 0},     {"FindNextFileW", 1117, 0, 0}};
+                {"FindFirstFileW", 5, 0, 0},     {"FindNextFileW", 1117, 0, 1}};
     for (const auto& row : rows) {
         put_aged(kPart, std::int64_t{kDayMs} * 10000);
         Faults faults(machine.world);

@@ -1,16 +1,16 @@
-#include "launcher/launch_options.h"
+#include "launcher/parse_launch_options.h"
 
 #include <windows.h>
 
 #include <shlobj.h>
 
 #include <algorithm>
-#include <array>
 
 #include "base/failure.h"
-#include "build_config.h"
 #include "launcher/command_line.h"
 #include "launcher/temporary_helper.h"
+#include "run/executables.h"
+#include "run/places.h"
 #include "safefs/file_system.h"
 #include "safefs/path_guards.h"
 #include "safefs/text_encoding.h"
@@ -35,10 +35,7 @@ void read_identity(const Switches& switches, LaunchOptions& options) {
     options.job_id = fold_case(value_of(switches, L"/job"));
     options.client_executable = value_of(switches, L"/client");
     require(options.arch == L"64", L"Auxiliar x64 requer canal 64.");
-    const std::wstring suffix(executable_suffix(options.arch));
-    const bool known_backend =
-        options.client_executable == L"brindler_dx" + suffix || options.client_executable == L"brindler_gl" + suffix;
-    require(known_backend, L"Backend invalido.");
+    require(is_client_executable(options.client_executable, options.arch), L"Backend invalido.");
     require(is_job_identifier(options.job_id), L"Identificador de atualizacao invalido.");
 }
 
@@ -50,7 +47,7 @@ void read_status_path(const Switches& switches, LaunchOptions& options) {
     require(is_in_profile(options.status_path, roaming), L"Status fora do perfil BrindlerQ3.");
     const std::wstring folder = parent_path(options.status_path);
     require(path_prefixes_free_of_reparse(folder), L"Perfil com redirecionamento recusado.");
-    options.command_path = join(folder, options.job_id + L".command.json");
+    options.command_path = join(folder, options.job_id + kCommandEnding);
 }
 
 void read_client_pid(const Switches& switches, LaunchOptions& options) {
@@ -72,9 +69,9 @@ void read_client_root(const Switches& switches, LaunchOptions& options) {
     require(usable, L"Pasta do cliente invalida.");
     options.client_root = lexically_normal(absolute(options.client_root));
     const std::wstring executable = join(options.client_root, options.client_executable);
-    const bool complete = is_regular_file(executable) && is_regular_file(join(options.client_root, L"init.lua")) &&
-                          is_directory(join(options.client_root, L"modules")) &&
-                          is_directory(join(options.client_root, L"data"));
+    const bool complete = is_regular_file(executable) && is_regular_file(join(options.client_root, kStartScript)) &&
+                          is_directory(join(options.client_root, kModulesFolder)) &&
+                          is_directory(join(options.client_root, kDataFolder));
     require(complete, L"Pasta sem cliente Vandrel completo.");
     require(path_prefixes_free_of_reparse(executable), L"Executavel redirecionado recusado.");
 }
@@ -92,26 +89,6 @@ void check_place(const Switches& switches, const LaunchOptions& options) {
 
 }  // namespace
 
-LaunchOptions::LaunchOptions() : update_url(kUpdateUrl) {}
-
-LaunchOptions::LaunchOptions(const LaunchOptions& other)
-    : arch(other.arch),
-      job_id(other.job_id),
-      client_executable(other.client_executable),
-      status_path(other.status_path),
-      command_path(other.command_path),
-      client_root(other.client_root),
-      client_pid(other.client_pid),
-      relocated(other.relocated),
-      update_url(other.update_url),
-      client_pid_optional(other.client_pid_optional) {
-    ensure_safe_directory(parent_path(status_path));
-}
-
-std::wstring_view executable_suffix(std::wstring_view arch) {
-    return arch == L"64" ? L"_x64.exe" : L"_x86.exe";
-}
-
 LaunchOptions parse_launch_options() {
     std::vector<std::wstring> arguments;
     require(read_arguments(arguments), L"Argumentos invalidos.");
@@ -125,16 +102,24 @@ LaunchOptions parse_launch_options() {
     return options;
 }
 
+std::unique_ptr<LaunchOptions> begin_run(const LaunchOptions& parsed) {
+    auto options = std::make_unique<LaunchOptions>(parsed);
+    options->release = 0;
+    options->file_count = 0;
+    ensure_safe_directory(parent_path(options->status_path));
+    return options;
+}
+
 bool is_status_path_of_job(const std::wstring& status_path, const std::wstring& job_id) {
-    return is_absolute(status_path) && file_name(status_path) == job_id + L".status.json" &&
-           file_name(parent_path(status_path)) == L"updater";
+    return is_absolute(status_path) && file_name(status_path) == job_id + kStatusEnding &&
+           file_name(parent_path(status_path)) == kUpdaterFolder;
 }
 
 bool is_in_profile(const std::wstring& status_path, const std::wstring& roaming) {
     const std::wstring profile = parent_path(parent_path(status_path));
     const std::wstring_view name = file_name(profile);
     if (name == L"." || name == L"..") return false;
-    return same_folder(parent_path(profile), join(roaming, L"BrindlerQ3"));
+    return same_folder(parent_path(profile), join(roaming, kProfilesFolder));
 }
 
 bool find_roaming_folder(std::wstring& roaming) {

@@ -1,4 +1,4 @@
-#include "streaming/partial_files.h"
+#include "safefs/partial_files.h"
 
 #include <windows.h>
 
@@ -6,12 +6,13 @@
 
 #include <array>
 #include <cstring>
-#include <filesystem>
+#include <system_error>
 
+#include "base/age.h"
 #include "base/failure.h"
 #include "safefs/file_system.h"
 #include "safefs/path_guards.h"
-#include "safefs/small_files.h"
+#include "safefs/plain_files.h"
 #include "safefs/windows_path.h"
 
 namespace qm_streaming {
@@ -21,7 +22,6 @@ namespace {
 constexpr const wchar_t* kPartMark = L".qmpart-";
 constexpr const wchar_t* kPartEnd = L".part";
 constexpr std::size_t kShortestRest = 6;  // what at least stands behind the mark, ".part" included
-constexpr std::int64_t kTicksPerMs = 10000;
 
 std::array<std::uint8_t, 8> random_bytes() {
     std::array<std::uint8_t, 8> bytes{};
@@ -35,11 +35,6 @@ std::array<std::uint8_t, 8> random_bytes() {
 
 bool is_part_of(const std::wstring& name, const std::wstring& prefix) {
     return name.starts_with(prefix) && name.size() >= prefix.size() + kShortestRest && name.ends_with(kPartEnd);
-}
-
-bool is_stale(const vandrel::DirectoryEntry& entry, std::uint64_t now, std::uint32_t age_ms) {
-    const auto age = static_cast<std::int64_t>(now - entry.write_time) / kTicksPerMs;
-    return age >= static_cast<std::int64_t>(age_ms);
 }
 
 }  // namespace
@@ -62,12 +57,14 @@ void remove_stale_parts(const std::wstring& destination, std::uint32_t age_ms, s
     const std::wstring prefix = std::wstring(vandrel::file_name(destination)) + kPartMark;
     const std::uint64_t now = vandrel::system_time();
     try {
-        for (vandrel::DirectoryIterator entries(folder); !entries.at_end(); entries.advance()) {
+        const std::wstring pattern = prefix + L"*" + kPartEnd;
+        for (vandrel::DirectoryIterator entries(folder, pattern); !entries.at_end(); entries.advance()) {
             const vandrel::DirectoryEntry& entry = entries.entry();
             if (!is_part_of(entry.name, prefix) || !vandrel::is_plain_file(entry.path)) continue;
-            if (is_stale(entry, now, age_ms) && vandrel::discard_temporary_file(entry.path)) ++stale_parts_removed;
+            if (!vandrel::has_reached_age(entry.write_time, now, age_ms)) continue;
+            if (vandrel::discard_temporary_file(entry.path)) ++stale_parts_removed;
         }
-    } catch (const std::filesystem::filesystem_error&) {  // an unreadable folder ends the sweep
+    } catch (const std::system_error&) {  // an unreadable folder ends the sweep
     }
 }
 
@@ -76,7 +73,7 @@ bool promote_part(const std::wstring& allowed_root, const std::wstring& part, co
     if (!vandrel::validate_download_destination(allowed_root, destination, error)) return false;
     if (!vandrel::is_path_within(vandrel::parent_path(destination), part) ||
         !vandrel::ancestors_free_of_reparse(part)) {
-        return false;  // without words, on purpose: the caller has none to show either
+        return false;  // `error` stays as it came: the caller shows what stood in it before, or nothing
     }
     if (!vandrel::is_plain_file(part)) {
         error = L"Arquivo parcial deixou de ser regular antes da promocao.";

@@ -11,8 +11,9 @@ namespace vandrel {
 // Puts a completely staged plan in place. Precondition: the client has authorised it and has exited, and the caller
 // holds the folder's lock.
 // Returns: every file of the plan is its new version, proved from the disk; the active record is gone; the
-// transaction's folder is gone unless removing it failed. Throws before the active record is published (phases 1 to 3):
-// no client file has been touched. Failure:
+// transaction's folder is gone unless removing it failed.
+// Throws before the active record is published, which is its third step, behind the search for other clients and the
+// look at every staged file and target: no client file has been touched. Failure:
 //   "Identificador de transacao invalido.", the texts of ensure_no_other_client,
 //   the refusals of validate_download_destination, "Arquivo preparado nao confere antes da instalacao.",
 //   "Cliente mudou durante o download; nenhuma alteracao aplicada.", "Registro de recuperacao excede limite.",

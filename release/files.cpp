@@ -4,6 +4,7 @@
 #include <openssl/evp.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <utility>
@@ -15,6 +16,7 @@ namespace vandrel_release {
 namespace {
 
 constexpr std::size_t kCopyBufferBytes = 1U << 20U;
+constexpr std::size_t kLeastBufferBytes = 1U << 12U;
 
 std::string named(const std::filesystem::path& path) {
     return printable(path.string());
@@ -193,7 +195,8 @@ Copied copy_and_hash(const std::filesystem::path& from, const std::filesystem::p
         refuse_crypto("cannot start SHA-256");
     }
     Copied copied;
-    std::vector<char> buffer(kCopyBufferBytes);
+    const auto expected = static_cast<std::size_t>(status_of(source, from).st_size);
+    std::vector<char> buffer(std::clamp(expected, kLeastBufferBytes, kCopyBufferBytes));  // zeroing it costs, too
     while (const std::size_t count = read_some(source, buffer.data(), buffer.size(), from)) {
         if (EVP_DigestUpdate(digest.get(), buffer.data(), count) != 1) {
             refuse_crypto("cannot compute SHA-256");

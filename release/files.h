@@ -56,8 +56,8 @@ struct Copied {
     Digest sha256{};
 };
 
-// Copies a file to a new name; size and digest are those of the bytes that were written. One buffer of 1 MiB, whatever
-// the file's size. The copy isn't durable yet.
+// Copies a file to a new name; size and digest are those of the bytes that were written. One buffer of 1 MiB at most,
+// whatever the file's size. The copy isn't durable yet.
 Copied copy_and_hash(const std::filesystem::path& from, const std::filesystem::path& to);
 
 // Makes everything durable that was written to the file system on which this file or folder lies: many files are

@@ -1,6 +1,9 @@
 #include "release/publish.h"
 
+#include <numeric>
+
 #include "release/manifest_format.h"
+#include "release/parallel.h"
 #include "release/refusal.h"
 #include "release/release_folder.h"
 #include "release/release_policy.h"
@@ -23,20 +26,30 @@ void check_number(const PublishOptions& options) {
     }
 }
 
+void make_folders(const fs::path& to, const std::vector<ReleaseFile>& files) {
+    fs::path last;
+    for (const ReleaseFile& file : files) {  // sorted, so that most lie where the one before them does
+        fs::path folder = (to / file.path).parent_path();
+        if (folder != last) {
+            fs::create_directories(folder);
+            last = std::move(folder);
+        }
+    }
+}
+
 // Copies the files into the staging folder and takes size and digest from the bytes that were copied.
 std::uint64_t copy_files(const fs::path& from, const fs::path& to, std::vector<ReleaseFile>& files) {
-    std::uint64_t total = 0;
-    for (ReleaseFile& file : files) {
-        const fs::path target = to / file.path;
-        fs::create_directories(target.parent_path());
-        const Copied copied = copy_and_hash(from / file.path, target);
+    make_folders(to, files);
+    for_each_index(files.size(), [&](std::size_t index) {
+        ReleaseFile& file = files[index];
+        const Copied copied = copy_and_hash(from / file.path, to / file.path);
         if (copied.size != file.size) {  // the policy was asked about the other size
             throw Refusal(printable(file.path) + ": changed while it was being published");
         }
         file.sha256 = copied.sha256;
-        total += copied.size;
-    }
-    return total;
+    });
+    return std::accumulate(files.begin(), files.end(), std::uint64_t{0},
+                           [](std::uint64_t total, const ReleaseFile& file) { return total + file.size; });
 }
 
 std::string make_manifest(const Key& key, std::uint32_t release, const std::vector<ReleaseFile>& files) {

@@ -6,9 +6,9 @@
 #include <array>
 #include <string_view>
 
-#include "run/launch_options.h"
 #include "manifest/manifest_policy.h"
 #include "release/refusal.h"
+#include "run/launch_options.h"
 #include "safefs/text_encoding.h"
 #include "winsim/world.h"
 
@@ -25,12 +25,16 @@ std::array<std::string, 2> client_names(const std::string& arch) {
     return {"brindler_dx_x" + arch + ".exe", "brindler_gl_x" + arch + ".exe"};
 }
 
+bool is_listed(const std::vector<ReleaseFile>& files, const std::string& name) {
+    return std::any_of(files.begin(), files.end(), [&](const ReleaseFile& file) {
+        return ::strcasecmp(file.path.c_str(), name.c_str()) == 0;  // as the helper compares
+    });
+}
+
 std::vector<std::string> clients_in(const std::vector<ReleaseFile>& files, const std::string& arch) {
     std::vector<std::string> found;
     for (const std::string& name : client_names(arch)) {
-        if (std::any_of(files.begin(), files.end(), [&](const ReleaseFile& file) {
-                return ::strcasecmp(file.path.c_str(), name.c_str()) == 0;  // as the helper compares
-            })) {
+        if (is_listed(files, name)) {
             found.push_back(name);
         }
     }
@@ -71,12 +75,16 @@ void check_policy(const std::vector<ReleaseFile>& files, std::uint32_t release, 
     winsim::World world;  // a machine with an empty client folder, for the part of the policy that looks at the disk
     world.disk.make_folder(kClientFolder);
     const winsim::World::Guard guard(world);
-    for (const std::string& client : clients.empty() ? clients_in(files, arch) : clients) {
-        vandrel::LaunchOptions options;
-        options.arch = vandrel::utf8_to_wide(arch);
-        options.client_executable = vandrel::utf8_to_wide(client);
-        options.client_root = kClientFolder;
-        check_for_client(entries, release, options);
+    const std::vector<std::string> wanted = clients.empty() ? clients_in(files, arch) : clients;
+    vandrel::LaunchOptions options;
+    options.arch = vandrel::utf8_to_wide(arch);
+    options.client_executable = vandrel::utf8_to_wide(wanted.front());
+    options.client_root = kClientFolder;
+    check_for_client(entries, release, options);
+    for (const std::string& client : wanted) {  // the policy's one rule that depends on the client
+        if (!is_listed(files, client)) {
+            throw Refusal(client + ": " + std::string(kClientMissing));
+        }
     }
 }
 

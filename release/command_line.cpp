@@ -70,12 +70,8 @@ CLI::App* add_serve(CLI::App& app, ServeOptions& options) {
 }
 
 void print_report(const PublishOptions& options, const PublishReport& report, std::ostream& out) {
-    for (const std::string& path : report.skipped) {
-        out << "skipped " << printable(path) << '\n';
-    }
-    for (const std::string& note : report.notes) {
-        out << "note: " << note << '\n';
-    }
+    for (const std::string& path : report.skipped) out << "skipped " << printable(path) << '\n';
+    for (const std::string& note : report.notes) out << "note: " << note << '\n';
     out << "published release " << options.release << ": " << report.file_count << " files, " << report.size_bytes
         << " bytes, manifest " << report.manifest_bytes << " bytes\n";
 }
@@ -83,9 +79,7 @@ void print_report(const PublishOptions& options, const PublishReport& report, st
 // A message of a library may have several lines; ours is one.
 int complain(std::ostream& err, std::string message, int exit_code) {
     for (char& unit : message) {
-        if (unit == '\n' || unit == '\r') {
-            unit = ' ';
-        }
+        if (unit == '\n' || unit == '\r') unit = ' ';
     }
     err << "vandrel-release: " << message << '\n';
     return exit_code;
@@ -104,9 +98,7 @@ int run_command_line(int argc, const char* const* argv, std::ostream& out, std::
     const CLI::App* serve_command = add_serve(app, serve_options);
     try {
         app.parse(argc, argv);
-        if (app.get_subcommands().empty()) {
-            throw CLI::RequiredError("keygen, publish or serve");
-        }
+        if (app.get_subcommands().empty()) throw CLI::RequiredError("keygen, publish or serve");
         if (*serve_command && serve_options.certificate.empty() && serve_options.make_certificate.empty()) {
             throw CLI::RequiredError("--certificate or --make-certificate");
         }

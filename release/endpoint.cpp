@@ -68,9 +68,7 @@ Answer answer(ServedTree& tree, const std::string& target) {
         return {400, std::nullopt};
     }
     const std::string& action = query->at("action");
-    if (action == "manifest") {
-        return answer_manifest(tree, *query);
-    }
+    if (action == "manifest") return answer_manifest(tree, *query);
     return action == "download" ? answer_download(tree, *query) : Answer{404, std::nullopt};
 }
 
@@ -78,13 +76,9 @@ Answer answer(ServedTree& tree, const std::string& target) {
 std::string subject_of(const httplib::Request& request) {
     const Members query = parse_query(request.target).value_or(Members());
     const auto action = query.find("action");
-    if (request.path != kEndpointPath || action == query.end()) {
-        return "request";
-    }
+    if (request.path != kEndpointPath || action == query.end()) return "request";
     const auto file = query.find("file");
-    if (action->second == "download" && file != query.end()) {
-        return "download " + printable(file->second);
-    }
+    if (action->second == "download" && file != query.end()) return "download " + printable(file->second);
     return action->second == "manifest" ? "manifest" : "request";
 }
 
@@ -161,9 +155,7 @@ struct Endpoint::Impl {
     void handle(const httplib::Request& request, httplib::Response& response) {
         Answer answered = request.ranges.empty() ? answer(tree, request.target) : Answer{416, std::nullopt};
         response.status = answered.status;
-        if (!answered.content) {
-            return;
-        }
+        if (!answered.content) return;
         if (answered.content->size == 0) {  // to the library, a provider of no bytes is none
             response.set_content("", kContentType);
             return;

@@ -25,12 +25,8 @@ std::string named(const std::filesystem::path& path) {
 void write_all(const FileHandle& file, const char* data, std::size_t size, const std::filesystem::path& path) {
     while (size > 0) {
         const ssize_t written = ::write(file.get(), data, size);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written < 0) {
-            refuse_system("cannot write " + named(path), errno);
-        }
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) refuse_system("cannot write " + named(path), errno);
         data += written;
         size -= static_cast<std::size_t>(written);
     }
@@ -40,26 +36,18 @@ void write_all(const FileHandle& file, const char* data, std::size_t size, const
 std::size_t read_some(const FileHandle& file, char* buffer, std::size_t capacity, const std::filesystem::path& path) {
     for (;;) {
         const ssize_t count = ::read(file.get(), buffer, capacity);
-        if (count >= 0) {
-            return static_cast<std::size_t>(count);
-        }
-        if (errno != EINTR) {
-            refuse_system("cannot read " + named(path), errno);
-        }
+        if (count >= 0) return static_cast<std::size_t>(count);
+        if (errno != EINTR) refuse_system("cannot read " + named(path), errno);
     }
 }
 
 void flush(const FileHandle& file, const std::filesystem::path& path) {
-    if (::fsync(file.get()) != 0) {
-        refuse_system("cannot flush " + named(path), errno);
-    }
+    if (::fsync(file.get()) != 0) refuse_system("cannot flush " + named(path), errno);
 }
 
 FileHandle create_new(const std::filesystem::path& path, mode_t mode) {
     FileHandle file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
-    if (!file) {
-        refuse_system("cannot create " + named(path), errno);
-    }
+    if (!file) refuse_system("cannot create " + named(path), errno);
     return file;
 }
 
@@ -101,20 +89,14 @@ FileHandle& FileHandle::operator=(FileHandle&& other) noexcept {
 }
 
 FileHandle::~FileHandle() {
-    if (descriptor_ >= 0) {
-        ::close(descriptor_);
-    }
+    if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 FileHandle open_for_reading(const std::filesystem::path& path) {
     // O_NONBLOCK: opening a pipe must not wait for a writer; it means nothing for a regular file.
     FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    if (!file) {
-        refuse_system("cannot open " + named(path), errno);
-    }
-    if (!is_regular(file)) {
-        throw Refusal(named(path) + " is not a regular file");
-    }
+    if (!file) refuse_system("cannot open " + named(path), errno);
+    if (!is_regular(file)) throw Refusal(named(path) + " is not a regular file");
     return file;
 }
 
@@ -130,9 +112,7 @@ FileHandle open_beneath(const std::filesystem::path& folder, const std::string& 
         const bool last = end == std::string::npos;
         FileHandle next(
             ::openat(at.get(), name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | (last ? O_NONBLOCK : O_DIRECTORY)));
-        if (last) {
-            return next && is_regular(next) ? std::move(next) : FileHandle();
-        }
+        if (last) return next && is_regular(next) ? std::move(next) : FileHandle();
         at = std::move(next);
         begin = end + 1;
     }
@@ -141,25 +121,19 @@ FileHandle open_beneath(const std::filesystem::path& folder, const std::string& 
 
 struct stat status_of(const FileHandle& file, const std::filesystem::path& path) {
     struct stat status {};
-    if (::fstat(file.get(), &status) != 0) {
-        refuse_system("cannot examine " + named(path), errno);
-    }
+    if (::fstat(file.get(), &status) != 0) refuse_system("cannot examine " + named(path), errno);
     return status;
 }
 
 std::string read_small_file(const std::filesystem::path& path, std::uint64_t limit) {
     const FileHandle file = open_for_reading(path);
     const auto size = static_cast<std::uint64_t>(status_of(file, path).st_size);
-    if (size > limit) {
-        throw Refusal(named(path) + " is larger than " + std::to_string(limit) + " bytes");
-    }
+    if (size > limit) throw Refusal(named(path) + " is larger than " + std::to_string(limit) + " bytes");
     std::string content(static_cast<std::size_t>(size), '\0');
     std::size_t have = 0;
     while (have < content.size()) {
         const std::size_t count = read_some(file, content.data() + have, content.size() - have, path);
-        if (count == 0) {
-            throw Refusal(named(path) + " became shorter while it was read");
-        }
+        if (count == 0) throw Refusal(named(path) + " became shorter while it was read");
         have += count;
     }
     return content;
@@ -173,9 +147,7 @@ void write_new_file(const std::filesystem::path& path, const std::string& conten
 
 void replace_file(const std::filesystem::path& path, const std::string& content, mode_t mode) {
     const TemporarySibling sibling(path, content, mode);
-    if (::rename(sibling.path().c_str(), path.c_str()) != 0) {
-        refuse_system("cannot replace " + named(path), errno);
-    }
+    if (::rename(sibling.path().c_str(), path.c_str()) != 0) refuse_system("cannot replace " + named(path), errno);
     flush_folder(folder_of(path));
 }
 
@@ -191,36 +163,26 @@ Copied copy_and_hash(const std::filesystem::path& from, const std::filesystem::p
     const FileHandle source = open_for_reading(from);
     const FileHandle target = create_new(to, 0644);
     const DigestContext digest(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    if (!digest || EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) != 1) {
-        refuse_crypto("cannot start SHA-256");
-    }
+    if (!digest || EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) != 1) refuse_crypto("cannot start SHA-256");
     Copied copied;
     const auto expected = static_cast<std::size_t>(status_of(source, from).st_size);
     std::vector<char> buffer(std::clamp(expected, kLeastBufferBytes, kCopyBufferBytes));  // zeroing it costs, too
     while (const std::size_t count = read_some(source, buffer.data(), buffer.size(), from)) {
-        if (EVP_DigestUpdate(digest.get(), buffer.data(), count) != 1) {
-            refuse_crypto("cannot compute SHA-256");
-        }
+        if (EVP_DigestUpdate(digest.get(), buffer.data(), count) != 1) refuse_crypto("cannot compute SHA-256");
         write_all(target, buffer.data(), count, to);
         copied.size += count;
     }
-    if (EVP_DigestFinal_ex(digest.get(), copied.sha256.data(), nullptr) != 1) {
-        refuse_crypto("cannot finish SHA-256");
-    }
+    if (EVP_DigestFinal_ex(digest.get(), copied.sha256.data(), nullptr) != 1) refuse_crypto("cannot finish SHA-256");
     return copied;
 }
 
 void flush_file_system(const FileHandle& file) {
-    if (::syncfs(file.get()) != 0) {
-        refuse_system("cannot flush the file system", errno);
-    }
+    if (::syncfs(file.get()) != 0) refuse_system("cannot flush the file system", errno);
 }
 
 void flush_folder(const std::filesystem::path& folder) {
     const FileHandle handle(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!handle || ::fsync(handle.get()) != 0) {
-        refuse_system("cannot flush the folder " + named(folder), errno);
-    }
+    if (!handle || ::fsync(handle.get()) != 0) refuse_system("cannot flush the folder " + named(folder), errno);
 }
 
 }  // namespace vandrel_release

@@ -14,9 +14,7 @@ constexpr std::size_t kEntryBytesBesidePath = 42;
 constexpr std::size_t kSignatureBlockBytes = 6 + kSignatureBytes;
 
 void append_number(std::string& bytes, std::uint64_t value, unsigned width) {
-    for (unsigned i = 0; i < width; ++i) {
-        bytes += static_cast<char>((value >> (8 * i)) & 0xFFU);
-    }
+    for (unsigned i = 0; i < width; ++i) bytes += static_cast<char>((value >> (8 * i)) & 0xFFU);
 }
 
 // Takes bytes from the front; throws if fewer are left than asked for.
@@ -25,9 +23,7 @@ class Reader {
     explicit Reader(std::string_view bytes) : bytes_(bytes) {}
 
     std::string_view take(std::size_t count) {
-        if (bytes_.size() - at_ < count) {
-            damaged();
-        }
+        if (bytes_.size() - at_ < count) damaged();
         at_ += count;
         return bytes_.substr(at_ - count, count);
     }
@@ -43,9 +39,7 @@ class Reader {
     }
 
     void expect(bool condition) const {
-        if (!condition) {
-            damaged();
-        }
+        if (!condition) damaged();
     }
 
     bool at_end() const { return at_ == bytes_.size(); }
@@ -72,9 +66,7 @@ ReleaseFile read_entry(Reader& reader) {
 
 std::uint64_t manifest_size(const std::vector<ReleaseFile>& files) {
     std::uint64_t size = kHeaderBytes + kSignatureBlockBytes;
-    for (const ReleaseFile& file : files) {
-        size += kEntryBytesBesidePath + file.path.size();
-    }
+    for (const ReleaseFile& file : files) size += kEntryBytesBesidePath + file.path.size();
     return size;
 }
 
@@ -118,9 +110,7 @@ Listing list_manifest(std::string_view manifest) {
     const std::uint64_t count = reader.number(4);
     reader.expect(count <= kMaxEntries);
     listing.files.reserve(static_cast<std::size_t>(count));
-    for (std::uint64_t i = 0; i < count; ++i) {
-        listing.files.push_back(read_entry(reader));
-    }
+    for (std::uint64_t i = 0; i < count; ++i) listing.files.push_back(read_entry(reader));
     reader.expect(reader.take(4) == kSignatureMagic);
     reader.expect(reader.number(2) == kSignatureBytes);
     reader.take(kSignatureBytes);

@@ -46,9 +46,7 @@ void for_each_index(std::size_t count, const std::function<void(std::size_t)>& w
         }
         shared.run();
     }
-    if (shared.failure) {
-        std::rethrow_exception(shared.failure);
-    }
+    if (shared.failure) std::rethrow_exception(shared.failure);
 }
 
 }  // namespace vandrel_release

@@ -17,9 +17,7 @@ namespace fs = std::filesystem;
 
 void check_number(const PublishOptions& options) {
     const std::string number = "release " + std::to_string(options.release);
-    if (fs::exists(release_folder(options.tree, options.release))) {
-        throw Refusal(number + " is published already");
-    }
+    if (fs::exists(release_folder(options.tree, options.release))) throw Refusal(number + " is published already");
     const std::uint32_t newest = newest_release(options.tree);
     if (options.release <= newest && !options.allow_older) {
         throw Refusal(number + " is not newer than release " + std::to_string(newest) + " (see --allow-older)");

@@ -14,9 +14,7 @@ std::optional<std::string> percent_decode(std::string_view text) {
         const std::string_view digits = text.substr(at + 1, 2);
         unsigned value = 0;
         const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
-        if (error != std::errc() || stop != digits.data() + 2) {
-            return std::nullopt;
-        }
+        if (error != std::errc() || stop != digits.data() + 2) return std::nullopt;
         decoded += static_cast<char>(value);
         at += 2;
     }
@@ -30,19 +28,13 @@ std::optional<std::map<std::string, std::string>> parse_query(std::string_view t
         const std::size_t end = target.find('&', begin + 1);
         const std::string_view member = target.substr(begin + 1, end == std::string_view::npos ? end : end - begin - 1);
         const std::size_t equals = member.find('=');
-        if (equals == std::string_view::npos) {
-            return std::nullopt;
-        }
+        if (equals == std::string_view::npos) return std::nullopt;
         const auto name = percent_decode(member.substr(0, equals));
         const auto value = percent_decode(member.substr(equals + 1));
-        if (!name || !value || !members.emplace(*name, *value).second) {
-            return std::nullopt;
-        }
+        if (!name || !value || !members.emplace(*name, *value).second) return std::nullopt;
         begin = end;
     }
-    if (members.empty()) {
-        return std::nullopt;
-    }
+    if (members.empty()) return std::nullopt;
     return members;
 }
 

@@ -42,9 +42,7 @@ struct Walk {
         if (is_skipped(path)) {
             content.skipped.push_back(type == fs::file_type::directory ? path + "/" : path);
         } else if (type == fs::file_type::directory) {
-            if (!enter(found.path(), path + "/")) {
-                content.empty_folders.push_back(path + "/");
-            }
+            if (!enter(found.path(), path + "/")) content.empty_folders.push_back(path + "/");
         } else if (type == fs::file_type::regular) {
             content.files.push_back({path, found.file_size(), {}});
         } else if (type == fs::file_type::symlink) {
@@ -58,9 +56,7 @@ struct Walk {
 }  // namespace
 
 FolderContent list_release_folder(const fs::path& folder, const std::vector<std::string>& skip_patterns) {
-    if (!fs::is_directory(folder)) {
-        throw Refusal(printable(folder.string()) + " is not a folder");
-    }
+    if (!fs::is_directory(folder)) throw Refusal(printable(folder.string()) + " is not a folder");
     Walk walk{skip_patterns, std::vector<bool>(skip_patterns.size(), false), {}};
     walk.enter(folder, "");
     FolderContent& content = walk.content;
@@ -69,9 +65,7 @@ FolderContent list_release_folder(const fs::path& folder, const std::vector<std:
     std::sort(content.skipped.begin(), content.skipped.end());
     std::sort(content.empty_folders.begin(), content.empty_folders.end());
     for (std::size_t i = 0; i < skip_patterns.size(); ++i) {
-        if (!walk.used[i]) {
-            content.idle_patterns.push_back(skip_patterns[i]);
-        }
+        if (!walk.used[i]) content.idle_patterns.push_back(skip_patterns[i]);
     }
     return std::move(content);
 }

@@ -34,25 +34,17 @@ bool is_listed(const std::vector<ReleaseFile>& files, const std::string& name) {
 std::vector<std::string> clients_in(const std::vector<ReleaseFile>& files, const std::string& arch) {
     std::vector<std::string> found;
     for (const std::string& name : client_names(arch)) {
-        if (is_listed(files, name)) {
-            found.push_back(name);
-        }
+        if (is_listed(files, name)) found.push_back(name);
     }
-    if (found.empty()) {
-        throw Refusal("the folder holds no client executable");
-    }
+    if (found.empty()) throw Refusal("the folder holds no client executable");
     return found;
 }
 
 void check_for_client(const Entries& entries, std::uint32_t release, const vandrel::LaunchOptions& options) {
     const auto breach = vandrel::find_policy_breach(entries, release, options);
-    if (!breach) {
-        return;
-    }
+    if (!breach) return;
     const std::string reason = vandrel::wide_to_utf8(breach->text);
-    if (breach->index) {
-        throw Refusal(printable(std::string(entries[*breach->index].path)) + ": " + reason);
-    }
+    if (breach->index) throw Refusal(printable(std::string(entries[*breach->index].path)) + ": " + reason);
     const bool client_missing = reason == kClientMissing;
     throw Refusal(client_missing ? vandrel::wide_to_utf8(options.client_executable) + ": " + reason : reason);
 }
@@ -82,9 +74,7 @@ void check_policy(const std::vector<ReleaseFile>& files, std::uint32_t release, 
     options.client_root = kClientFolder;
     check_for_client(entries, release, options);
     for (const std::string& client : wanted) {  // the policy's one rule that depends on the client
-        if (!is_listed(files, client)) {
-            throw Refusal(client + ": " + std::string(kClientMissing));
-        }
+        if (!is_listed(files, client)) throw Refusal(client + ": " + std::string(kClientMissing));
     }
 }
 

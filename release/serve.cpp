@@ -66,9 +66,7 @@ void serve(const ServeOptions& options, std::ostream& out) {
     auto endpoint = std::make_unique<Endpoint>(std::move(endpoint_options));
     print("serving " + url_of(options.address, endpoint->port()));
     while (!signals.wait()) {
-        if (!endpoint->is_serving()) {
-            throw Refusal("connections can no longer be accepted");
-        }
+        if (!endpoint->is_serving()) throw Refusal("connections can no longer be accepted");
     }
     // A client that has stopped reading must not hold the process up. SIGALRM's default action would look like a crash.
     ::signal(SIGALRM, [](int) { ::_exit(0); });

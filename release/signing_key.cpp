@@ -66,9 +66,7 @@ void refuse_existing(const std::filesystem::path& path) {
 
 Key make_rsa_key(unsigned bits) {
     Key key(EVP_RSA_gen(bits));  // its public exponent is 65537
-    if (!key) {
-        refuse_crypto("cannot make an RSA key");
-    }
+    if (!key) refuse_crypto("cannot make an RSA key");
     return key;
 }
 
@@ -82,9 +80,7 @@ std::string private_pem(const Key& key) {
 
 std::string public_pem(const Key& key) {
     const Bio bio(BIO_new(BIO_s_mem()), BIO_free);
-    if (!bio || PEM_write_bio_PUBKEY(bio.get(), key.get()) != 1) {
-        refuse_crypto("cannot encode the public key");
-    }
+    if (!bio || PEM_write_bio_PUBKEY(bio.get(), key.get()) != 1) refuse_crypto("cannot encode the public key");
     return content_of(bio);
 }
 
@@ -93,9 +89,7 @@ Key load_signing_key(const std::filesystem::path& path) {
     const Bio bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), BIO_free);
     Key key(bio ? PEM_read_bio_PrivateKey(bio.get(), nullptr, no_passphrase, nullptr) : nullptr);
     ERR_clear_error();
-    if (!key) {
-        throw Refusal(printable(path.string()) + " holds no unencrypted private key in PEM");
-    }
+    if (!key) throw Refusal(printable(path.string()) + " holds no unencrypted private key in PEM");
     if (!is_release_key(key)) {
         throw Refusal(printable(path.string()) + " is no RSA key of 3072 bits with a public exponent of 3 bytes");
     }

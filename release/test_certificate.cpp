@@ -25,9 +25,7 @@ using Bio = std::unique_ptr<BIO, decltype(&BIO_free)>;
 using Extension = std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)>;
 
 void need(bool condition) {
-    if (!condition) {
-        refuse_crypto("cannot make a test certificate");
-    }
+    if (!condition) refuse_crypto("cannot make a test certificate");
 }
 
 void set_random_serial(X509* certificate) {
@@ -84,9 +82,7 @@ std::string alternative_name(const std::string& host) {
 
 std::string alternative_names(const std::vector<std::string>& hosts) {
     std::string names = "IP:127.0.0.1,DNS:localhost";
-    for (const std::string& host : hosts) {
-        names += "," + alternative_name(host);
-    }
+    for (const std::string& host : hosts) names += "," + alternative_name(host);
     return names;
 }
 

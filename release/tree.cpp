@@ -33,13 +33,9 @@ fs::path current_file(const fs::path& tree) {
 
 FileHandle lock_folder(const fs::path& folder) {
     FileHandle handle(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!handle) {
-        refuse_system("cannot open " + printable(folder.string()), errno);
-    }
+    if (!handle) refuse_system("cannot open " + printable(folder.string()), errno);
     if (::flock(handle.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno == EWOULDBLOCK) {
-            throw Refusal("another publication into this tree is under way");
-        }
+        if (errno == EWOULDBLOCK) throw Refusal("another publication into this tree is under way");
         refuse_system("cannot lock " + printable(folder.string()), errno);
     }
     return handle;
@@ -50,13 +46,9 @@ void sweep_siblings_of_current(const fs::path& tree) {
     const std::string prefix = current_file(tree).filename().string() + ".new-";
     std::vector<fs::path> siblings;
     for (const fs::directory_entry& found : fs::directory_iterator(channel_folder(tree))) {
-        if (found.path().filename().string().starts_with(prefix)) {
-            siblings.push_back(found.path());
-        }
+        if (found.path().filename().string().starts_with(prefix)) siblings.push_back(found.path());
     }
-    for (const fs::path& sibling : siblings) {
-        fs::remove(sibling);
-    }
+    for (const fs::path& sibling : siblings) fs::remove(sibling);
 }
 
 }  // namespace
@@ -65,9 +57,7 @@ std::optional<std::uint32_t> parse_release_number(std::string_view text) {
     std::uint32_t number = 0;
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop != end || text.front() == '0') {
-        return std::nullopt;
-    }
+    if (error != std::errc() || stop != end || text.front() == '0') return std::nullopt;
     return number;
 }
 
@@ -85,25 +75,17 @@ fs::path files_folder(const fs::path& release_folder) {
 
 std::optional<std::uint32_t> current_release(const fs::path& tree) {
     const fs::path path = current_file(tree);
-    if (!fs::exists(path)) {
-        return std::nullopt;
-    }
+    if (!fs::exists(path)) return std::nullopt;
     std::string text = read_small_file(path, kMaxCurrentBytes);
-    if (!text.empty() && text.back() == '\n') {
-        text.pop_back();
-    }
+    if (!text.empty() && text.back() == '\n') text.pop_back();
     const std::optional<std::uint32_t> release = parse_release_number(text);
-    if (!release) {
-        throw Refusal(printable(path.string()) + " holds no release number");
-    }
+    if (!release) throw Refusal(printable(path.string()) + " holds no release number");
     return release;
 }
 
 std::uint32_t newest_release(const fs::path& tree) {
     std::uint32_t newest = current_release(tree).value_or(0);
-    if (!fs::exists(releases_folder(tree))) {
-        return newest;
-    }
+    if (!fs::exists(releases_folder(tree))) return newest;
     for (const fs::directory_entry& found : fs::directory_iterator(releases_folder(tree))) {
         newest = std::max(newest, parse_release_number(found.path().filename().string()).value_or(0));
     }

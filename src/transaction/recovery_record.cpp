@@ -67,9 +67,7 @@ void parse_files(ByteReader& reader, TransactionPlan& plan) {
     const std::uint32_t file_count = read_u32(reader);
     require(file_count <= plan.manifest.entries.size(), invalid);
     std::set<std::uint32_t> seen;
-    for (std::uint32_t i = 0; i < file_count; ++i) {
-        plan.files.push_back(parse_plan_entry(reader, plan.manifest, seen));
-    }
+    for (std::uint32_t i = 0; i < file_count; ++i) plan.files.push_back(parse_plan_entry(reader, plan.manifest, seen));
 }
 
 }  // namespace

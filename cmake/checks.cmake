@@ -34,20 +34,23 @@ set(wine_environment
     "WINEDEBUG=-all"
     "WINEDLLOVERRIDES=mscoree,mshtml=")
 
-# The prefix is made once and shared, so these tests run one at a time.
-add_test(NAME wine_prefix COMMAND "${CMAKE_SOURCE_DIR}/tests/wine/make_prefix")
-set_tests_properties(wine_prefix PROPERTIES
-    LABELS wine TIMEOUT 300 RESOURCE_LOCK wine FIXTURES_SETUP wine_prefix ENVIRONMENT "${wine_environment}")
+# The prefix is made once and shared, with one server for all, so these tests run one at a time.
+add_test(NAME wine_prefix COMMAND "${CMAKE_SOURCE_DIR}/lab/wine_prefix" make)
+add_test(NAME wine_prefix_stop COMMAND "${CMAKE_SOURCE_DIR}/lab/wine_prefix" stop)
+set_tests_properties(wine_prefix wine_prefix_stop PROPERTIES
+    LABELS wine TIMEOUT 300 RESOURCE_LOCK wine ENVIRONMENT "${wine_environment}")
+set_tests_properties(wine_prefix PROPERTIES FIXTURES_SETUP wine_prefix)
+set_tests_properties(wine_prefix_stop PROPERTIES FIXTURES_CLEANUP wine_prefix)
 
 # Registers the test wine.NAME: a command whose environment says where everything is.
 function(vandrel_add_wine_test name)
     add_test(NAME wine.${name} COMMAND ${ARGN})
     set_tests_properties(wine.${name} PROPERTIES
-        LABELS wine TIMEOUT 300 RESOURCE_LOCK wine FIXTURES_REQUIRED wine_prefix ENVIRONMENT "${wine_environment}")
+        LABELS wine TIMEOUT 900 RESOURCE_LOCK wine FIXTURES_REQUIRED wine_prefix ENVIRONMENT "${wine_environment}")
 endfunction()
 
-# Every tests/wine/NAME_test.sh or NAME_test.py is a test.
-file(GLOB wine_scripts CONFIGURE_DEPENDS tests/wine/*_test.sh tests/wine/*_test.py)
+# Every tests/wine/NAME_test.py is a test.
+file(GLOB wine_scripts CONFIGURE_DEPENDS tests/wine/*_test.py)
 foreach(script IN LISTS wine_scripts)
     cmake_path(GET script STEM name)
     string(REGEX REPLACE "_test$" "" name "${name}")
@@ -57,5 +60,5 @@ endforeach()
 # Each probe says the same on the simulated Windows and under Wine, but for the differences that it names itself.
 foreach(source IN LISTS probe_sources)
     cmake_path(GET source STEM name)
-    vandrel_add_wine_test(probe.${name} "${CMAKE_SOURCE_DIR}/tests/probes/run.py" ${name})
+    vandrel_add_wine_test(probe.${name} "${CMAKE_SOURCE_DIR}/lab/probes/run.py" ${name})
 endforeach()

@@ -41,12 +41,11 @@ endif()
 add_test(NAME interruption COMMAND "${interruption_program}")
 set_tests_properties(interruption PROPERTIES LABELS interruption TIMEOUT 900 PROCESSORS 2)
 
-# The probes on the simulated Windows; the sources in tests/probes/native belong to every one of them.
+# Each source in tests/probes is a probe_NAME, with the laboratory's frame for the simulated Windows.
 file(GLOB probe_sources CONFIGURE_DEPENDS tests/probes/*.cpp)
-file(GLOB probe_frame CONFIGURE_DEPENDS tests/probes/native/*.cpp)
 foreach(source IN LISTS probe_sources)
     cmake_path(GET source STEM name)
-    add_executable(probe_${name} ${source} ${probe_frame})
+    add_executable(probe_${name} ${source} lab/probes/native_frame.cpp)
     target_link_libraries(probe_${name} PRIVATE winsim)
 endforeach()
 

@@ -1,4 +1,4 @@
-# The programs that run on Windows: the helper, the sample client, the probes and small tools for the tests under Wine.
+# The programs that run on Windows: the helper, the sample client, the probes and the laboratory's tools.
 
 enable_language(RC)
 
@@ -35,25 +35,23 @@ target_include_directories(sample_client PRIVATE "${CMAKE_SOURCE_DIR}")
 target_include_directories(sample_client SYSTEM PRIVATE "${CMAKE_BINARY_DIR}/headers")
 target_link_libraries(sample_client PRIVATE shell32)
 
-# Each source in tests/probes is a probe_NAME.exe; the sources in tests/probes/windows belong to every one of them.
+# Each source in tests/probes is a probe_NAME.exe, with the laboratory's frame for Windows.
 add_custom_target(probes)
 file(GLOB probe_sources CONFIGURE_DEPENDS tests/probes/*.cpp)
-file(GLOB probe_frame CONFIGURE_DEPENDS tests/probes/windows/*.cpp)
 foreach(source IN LISTS probe_sources)
     cmake_path(GET source STEM name)
-    add_executable(probe_${name} ${source} ${probe_frame})
+    add_executable(probe_${name} ${source} lab/probes/windows_frame.cpp)
     target_include_directories(probe_${name} PRIVATE "${CMAKE_SOURCE_DIR}")
     target_link_libraries(probe_${name} PRIVATE winhttp bcrypt shell32)
     add_dependencies(probes probe_${name})
 endforeach()
 
-# Each source in tests/wine/tools is a console program of its own.
-add_custom_target(wine_tools)
-file(GLOB tool_sources CONFIGURE_DEPENDS tests/wine/tools/*.cpp)
+# Each source in lab/tools is a console program of its own.
+add_custom_target(lab_tools)
+file(GLOB tool_sources CONFIGURE_DEPENDS lab/tools/*.cpp)
 foreach(source IN LISTS tool_sources)
     cmake_path(GET source STEM name)
     add_executable(${name} ${source})
-    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
-    target_link_libraries(${name} PRIVATE winhttp bcrypt crypt32 shell32)
-    add_dependencies(wine_tools ${name})
+    target_link_libraries(${name} PRIVATE crypt32 shell32)
+    add_dependencies(lab_tools ${name})
 endforeach()

@@ -9,20 +9,20 @@ import threading
 import time
 from pathlib import Path
 
-from demo_stage import PLAYERS_OWN, DemoFailure, Player, Publisher, check, contents_of_releases, say
-from harness.interruption import kill_during_install
+from demo_stage import PLAYERS_OWN, Endpoint, LabFailure, Player, check, contents_of_releases, say
+from lab.interruption import kill_during_install
 
 # The client's exit codes (sample_client/exit_codes.h).
 HANDED_OVER, CURRENT = 0, 10
 
 
-def prepare(player, publisher, releases, install_root):
+def prepare(player, endpoint, releases, install_root):
     say("== Release 1 stands in the client's folder; release 2 is published and served")
     player.folder.write({**releases[1], **PLAYERS_OWN})
     for number in (1, 2):
-        publisher.publish(number, releases[number])
-    publisher.start()
-    player.prefix.trust(publisher.authority, install_root)
+        endpoint.publish(number, releases[number])
+    endpoint.start()
+    player.prefix.trust(endpoint.authority, install_root)
     player.expect_files(releases[1], "release 1")
 
 
@@ -36,9 +36,9 @@ def update(player, releases):
     player.expect_restart(job, "-")
 
 
-def interrupted_update(player, publisher, releases):
+def interrupted_update(player, endpoint, releases):
     say("== Release 3 is published; its installation is killed half way")
-    publisher.publish(3, releases[3])
+    endpoint.publish(3, releases[3])
     killing = []
 
     def at_handoff(job):
@@ -63,9 +63,9 @@ def attempt(action, *arguments):
     return None
 
 
-def restoration(player, publisher, releases):
+def restoration(player, endpoint, releases):
     say("== The server is switched off, and the player starts the client: the restoration needs none")
-    publisher.stop()
+    endpoint.stop()
     code, job = player.play("--answer=apply")
     check(code == HANDED_OVER, f"the client ended with {code}")
     expected = "Versao anterior restaurada. Tente atualizar novamente quando desejar."
@@ -75,9 +75,9 @@ def restoration(player, publisher, releases):
     player.expect_restart(job, "--vandrel-update-recovered")
 
 
-def second_try(player, publisher, releases):
+def second_try(player, endpoint, releases):
     say("== The server is back, and the update is offered again")
-    publisher.start()
+    endpoint.start()
     code, job = player.play("--answer=apply")
     check(code == HANDED_OVER, f"the client ended with {code}")
     check(job.status()["detail"] == "Atualizacao instalada.", f"the last state is {job.status()}")
@@ -94,19 +94,19 @@ def last_check(player, releases):
 
 def play(options, work):
     releases = contents_of_releases(options.windows_build)
-    publisher = Publisher(work, options.release_tool, options.key, options.port)
+    endpoint = Endpoint(work, options.release_tool, options.key, options.port)
     player = Player(work)
     try:
         say("== A fresh Wine prefix")
         player.start()
-        prepare(player, publisher, releases, options.windows_build / "install_root.exe")
+        prepare(player, endpoint, releases, options.windows_build / "install_root.exe")
         update(player, releases)
-        interrupted_update(player, publisher, releases)
-        restoration(player, publisher, releases)
-        second_try(player, publisher, releases)
+        interrupted_update(player, endpoint, releases)
+        restoration(player, endpoint, releases)
+        second_try(player, endpoint, releases)
         last_check(player, releases)
     finally:
-        publisher.stop()
+        endpoint.stop()
         player.stop(options.keep)
 
 
@@ -124,7 +124,7 @@ def main():
     work = Path(tempfile.mkdtemp(prefix="vandrel-demo-"))
     try:
         play(options, work)
-    except (DemoFailure, AssertionError) as failure:
+    except LabFailure as failure:
         say(f"FAILED: {failure}")
         sys.exit(1)
     except KeyboardInterrupt:

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
-// SHA-256 and the verification of RSASSA-PSS signatures. run.py has put the public key's modulus and signatures of the
-// file `message` into the folder.
+// SHA-256 and the verification of RSASSA-PSS signatures. cng_stage.py has put the public key's modulus and signatures
+// of the file `message` into the folder.
 #include <windows.h>
 
 #include <bcrypt.h>
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

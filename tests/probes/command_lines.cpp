@@ -3,7 +3,7 @@
 
 #include <shellapi.h>
 
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

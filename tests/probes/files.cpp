@@ -1,5 +1,5 @@
 // Opening, reading, writing, deleting and copying files, and who else may have them open.
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

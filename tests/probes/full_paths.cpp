@@ -1,5 +1,5 @@
 // What GetFullPathNameW makes of a path; the current folder is C:\probe.
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

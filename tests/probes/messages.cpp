@@ -1,6 +1,6 @@
 // The system's texts for error numbers: that there is one, ending in CR and LF, or none. The words are each system's
 // own.
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

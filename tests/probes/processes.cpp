@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // MoveFileExW with the flags 8 and 9, and ReplaceFileW: what goes, what doesn't, and what then stands at each name.
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // UTF-8 to UTF-16 and back, strictly.
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

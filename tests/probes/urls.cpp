@@ -3,7 +3,7 @@
 
 #include <winhttp.h>
 
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

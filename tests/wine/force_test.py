@@ -16,14 +16,12 @@ import time
 import unittest
 from collections import Counter
 
-from harness.folder import ClientFolder, digests_of_contents
-from harness.job import HELPER
-from harness.lab import HelperTest
-from harness.stages import STAGES, StagedRun
+from fixture import INSTALLED, RESTORED, UP_TO_DATE, HelperTest
+from lab.folder import digests_of_contents
+from lab.interruption import STAGES, StagedRun
+from lab.job import HELPER
+from lab.release import Release
 
-CURRENT = "Cliente atualizado."
-INSTALLED = "Atualizacao instalada."
-RESTORED = "Versao anterior restaurada. Tente atualizar novamente quando desejar."
 REPLACED = ["data/a.dat", HELPER, *(f"modules/{number:02}.lua" for number in range(8))]
 
 
@@ -32,15 +30,14 @@ class Force(HelperTest):
 
     def setUp(self):
         super().setUp()
-        self.folder.remove()
-        self.folder = self.make_folder("force-" + secrets.token_hex(8))
+        self.folder = self.scene.another_folder("force-" + secrets.token_hex(8))
+        self.scene.folder = self.folder
         self.kills = int(os.environ.get("VANDREL_FORCE_KILLS", "20"))
         self.seed = int(os.environ.get("VANDREL_FORCE_SEED", "1"))
         self.random = random.Random(self.seed)
         self.lengths, self.seen, self.number = {}, Counter(), 0
-        self.new = {**{path: b"0" for path in REPLACED}, **self.old_files()}
+        self.new = {**{path: b"0" for path in REPLACED}, **self.scene.old}
         self.folder.write(self.new)
-        self.active = self.folder.path / ".vandrel-updater" / "active.transaction"
 
     def serve_next_release(self):
         """What is installed becomes the old release."""
@@ -52,11 +49,12 @@ class Force(HelperTest):
         changed = {path: mark * 2000 for path in REPLACED}
         self.new = {**self.old, **changed, HELPER: self.lab.helper + mark, "data/added/empty.dat": b"",
                     "data/added/deep/er.dat": mark}
-        self.serve(self.new, self.number)
+        self.endpoint.serve(Release(self.number, self.new), self.lab.key)
 
     def begin(self):
-        self.kind = "restoration" if self.active.exists() else "update"
-        return StagedRun(self.start_client(), self.make_job(), self.lengths.setdefault(self.kind, {}))
+        self.kind = "restoration" if self.folder.active_record.exists() else "update"
+        job = self.scene.make_job()
+        return StagedRun(self.scene.start_client(self.folder), job, self.lengths.setdefault(self.kind, {}))
 
     def struck(self, stage, strike):
         """A start to whose helper `strike`, a function of the run, is done when the stage begins: what it left."""
@@ -87,26 +85,21 @@ class Force(HelperTest):
     def look(self):
         """Right after a kill. Without a record the folder is one release. With it each file is the old one, or the new
         one whose old version stands as backup; under Wine, where a replacement is two renames, one may be missing."""
-        found, old, new = self.folder.digests(), digests_of_contents(self.old), digests_of_contents(self.new)
-        if not self.active.exists():
+        if not self.folder.active_record.exists():
+            found, old, new = self.folder.digests(), digests_of_contents(self.old), digests_of_contents(self.new)
             self.assertIn(found, (old, new))
             return "old" if found == old else "new"
-        job = self.active.read_bytes()[4:36].decode()
-        backup = ClientFolder(self.lab.prefix, self.active.parent / job / "backup").digests()
-        changed = [path for path in new if found.get(path) != old.get(path)]
-        for path in changed:
-            self.assertEqual(old.get(path), backup.get(path), path)
-            self.assertIn(found.get(path), (None, new[path]), path)
-        missing = [path for path in changed if path not in found]
-        self.assertLessEqual(len(missing), 1)
-        self.assertLessEqual(found.keys(), new.keys())
-        if HELPER in missing:  # nothing could be started: the player has to bring it back from somewhere
+        job = self.folder.active_record.read_bytes()[4:36].decode()
+        states = self.folder.half_way(self.old, self.new, job)
+        count = Counter(states.values())
+        self.assertTrue(count["wrong"] == 0 and count["between"] <= 1, states)
+        if states.get(HELPER) == "between":  # nothing could be started: the player has to bring it back from somewhere
             self.folder.write({HELPER: self.old[HELPER]})
-        return f"record, {len(changed):2} of 12 files changed" + (", one missing" if missing else "")
+        return f"record, {count['new']:2} of 12 files new" + (", one missing" if count["between"] else "")
 
     def end_whole(self, left=""):
         """A whole start, after a kill that left what look() says; gives the release that stands."""
-        text = RESTORED if left.startswith("record") else CURRENT if left == "new" else INSTALLED
+        text = RESTORED if left.startswith("record") else UP_TO_DATE if left == "new" else INSTALLED
         run = self.begin()
         all(run.reach(stage) for stage in STAGES)
         code = run.finish()
@@ -116,10 +109,11 @@ class Force(HelperTest):
 
     def run_a_day_later(self):
         """A last ordinary run: it brings the new release, and clears away what killed runs have left."""
-        for record in self.active.parent.glob("*/staging.transaction"):
+        store = self.folder.active_record.parent
+        for record in store.glob("*/staging.transaction"):
             os.utime(record, (time.time() - 90000,) * 2)
         self.end_whole()
-        self.assertEqual([], list(self.active.parent.glob("*/staging.transaction")))
+        self.assertEqual([], list(store.glob("*/staging.transaction")))
 
     def test_what_a_killed_helper_leaves_is_made_whole_by_the_next_start(self):
         print(f"seed {self.seed}, {self.kills} kills at random moments", flush=True)

@@ -1,5 +1,5 @@
 """A CONNECT relay. The helper asks for the host that is compiled into it; the relay, which Wine takes for the system's
-proxy, brings it to the test's own server instead. So the executable is tested as it was built, whatever its endpoint."""
+proxy, brings it to an endpoint of this machine instead. So the executable is used as it was built, whatever its URL."""
 
 import socket
 import struct
@@ -16,30 +16,42 @@ def reset(connection):
     connection.close()
 
 
+def serve_in_threads(listener, serve):
+    """Hands each connection of `listener` to `serve` in a thread of its own, until the listener is closed."""
+    def accept():
+        while True:
+            try:
+                connection, _ = listener.accept()
+            except OSError:
+                return
+            threading.Thread(target=serve, args=(connection,), daemon=True).start()
+    threading.Thread(target=accept, daemon=True).start()
+
+
+def receive_head(connection):
+    """The head of a request, blank line included; None if the connection ends before."""
+    head = b""
+    while b"\r\n\r\n" not in head:
+        data = connection.recv(4096)
+        if not data:
+            return None
+        head += data
+    return head
+
+
 class Relay:
-    """`address` is for the environment variable http_proxy; `port` is where connections go (None: nobody listens)."""
+    """`address` is for the environment variable http_proxy; `port` is where connections go (None: nobody listens).
+    Listens on 127.0.0.1 until close()."""
 
     def __init__(self):
         self.port = None
         self._listener = socket.create_server(("127.0.0.1", 0))
         self.address = "127.0.0.1:%d" % self._listener.getsockname()[1]
-        threading.Thread(target=self._accept, daemon=True).start()
-
-    def _accept(self):
-        while True:
-            try:
-                connection, _ = self._listener.accept()
-            except OSError:
-                return
-            threading.Thread(target=self._serve, args=(connection,), daemon=True).start()
+        serve_in_threads(self._listener, self._serve)
 
     def _serve(self, connection):
-        head = b""
-        while b"\r\n\r\n" not in head:
-            data = connection.recv(4096)
-            if not data:
-                return connection.close()
-            head += data
+        if receive_head(connection) is None:
+            return connection.close()
         try:
             server = socket.create_connection(("127.0.0.1", self.port or 1))
         except OSError:

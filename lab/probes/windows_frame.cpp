@@ -3,7 +3,7 @@
 #include <map>
 #include <thread>
 
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "tests/probes/probe.h"
+#include "lab/probes/probe.h"
 #include "winsim/world.h"
 
 namespace {

@@ -1,11 +1,13 @@
-"""A Wine prefix: where it lies, how its programs are run, and how it is put away."""
+"""A Wine prefix: how it is made, how its programs are run, and how it is put away."""
 
 import os
 import re
 import shutil
 import subprocess
+from functools import cached_property
 from pathlib import Path
 
+from .waiting import LabFailure
 
 # Wine 8.0 needs the address 0x7ffe0000 in every process. A kernel that may put a program's heap anywhere in its first
 # gigabyte takes it now and then, and one in a thousand starts fails: "failed to map the shared user data". So nothing
@@ -16,7 +18,8 @@ if subprocess.run([*STEADY, "true"], stderr=subprocess.DEVNULL, check=False).ret
 
 
 class WinePrefix:
-    """One prefix in `folder`. Everything that the helper touches lies on its drive C:, which is no link."""
+    """One prefix in `folder`. Everything that the helper touches lies on its drive C:, which is no link. The programs'
+    environment is this process's, without its proxies and its display, with what `environment` adds."""
 
     def __init__(self, folder, environment=None):
         self.folder = Path(folder).resolve()
@@ -29,38 +32,61 @@ class WinePrefix:
         self.environment.update(environment or {})
 
     def create(self):
-        """Makes the prefix, unless it stands already, and finds its folders."""
+        """Makes the prefix, unless it stands complete; removes one whose making was broken off. It takes seconds."""
+        complete = self.folder / "complete"
+        if complete.exists():
+            return
+        self.remove()
+        self.folder.mkdir(parents=True)
+        self._wine_tool("wineboot", "-i")
+        self._wine_tool("wineserver", "-w")
         if not (self.folder / "system.reg").exists():
-            self.folder.mkdir(parents=True, exist_ok=True)
-            self._wine_tool("wineboot", "-i")
-            self._wine_tool("wineserver", "-w")
+            raise LabFailure(f"wineboot made no prefix in {self.folder}")
+        complete.touch()
+
+    def keep_server(self):
+        """Starts Wine's server, which else would come and go with each program, unless it runs. stop() ends it."""
         self._wine_tool("wineserver", "-p")
-        lines = self.run(r"C:\windows\system32\cmd.exe", "/c", "echo %APPDATA%&echo %TMP%").stdout.decode().split("\r\n")
-        self.roaming, self.temporary = (self.unix_path(line.strip()) for line in lines[:2])
+
+    @cached_property
+    def _folders(self):
+        told = self.run(r"C:\windows\system32\cmd.exe", "/c", "echo %APPDATA%&echo %TMP%").stdout.decode()
+        return [self.unix_path(line.strip()) for line in told.split("\r\n")[:2]]
+
+    @property
+    def roaming(self):
+        """The roaming application data folder."""
+        return self._folders[0]
+
+    @property
+    def temporary(self):
+        """The folder for temporary files."""
+        return self._folders[1]
 
     def _wine_tool(self, *command):
         subprocess.run([*STEADY, *command], env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                        stderr=subprocess.DEVNULL, timeout=120, check=False)
 
     def windows_path(self, path):
-        relative = Path(path).relative_to(self.drive_c)
-        return "\\".join(["C:", *relative.parts])
+        return "\\".join(["C:", *Path(path).relative_to(self.drive_c).parts])
 
     def unix_path(self, path):
-        assert path.startswith("C:\\"), path
+        if not path.startswith("C:\\"):
+            raise LabFailure(f"not on drive C: {path!r}")
         return self.drive_c.joinpath(*path[3:].split("\\"))
 
     def start(self, program, *arguments, environment=None, **options):
-        """Starts a program, given by its path on either side; gives the Popen of its process."""
+        """Starts a program, given by its path on either side; gives the Popen of its process. Silent, without input,
+        unless `options` (Popen's) say otherwise."""
         program = program if isinstance(program, str) else self.windows_path(program)
-        options.setdefault("stdin", subprocess.DEVNULL)
-        options.setdefault("stdout", subprocess.DEVNULL)
-        options.setdefault("stderr", subprocess.DEVNULL)
+        for stream in ("stdin", "stdout", "stderr"):
+            options.setdefault(stream, subprocess.DEVNULL)
         return subprocess.Popen([*STEADY, "wine", program, *arguments], env={**self.environment, **(environment or {})},
                                 cwd=self.drive_c, **options)
 
     def run(self, program, *arguments, timeout=60):
-        """Runs a program to its end; gives a CompletedProcess with its output."""
+        """Runs a program to its end; gives a CompletedProcess with its output. After `timeout` seconds it is killed,
+        and subprocess.TimeoutExpired raised."""
         process = self.start(program, *arguments, stdout=subprocess.PIPE)
         try:
             output, _ = process.communicate(timeout=timeout)
@@ -77,12 +103,14 @@ class WinePrefix:
         for file in (certificate, install_root):
             shutil.copy(file, folder)
         result = self.run(folder / Path(install_root).name, self.windows_path(folder / Path(certificate).name))
-        assert result.returncode == 0, result.stdout
+        if result.returncode != 0:
+            raise LabFailure(f"the certificate isn't trusted: {result.stdout.decode()}")
 
     def stop(self):
         """Ends every process of the prefix."""
-        self._wine_tool("wineserver", "-k")
-        self._wine_tool("wineserver", "-w")
+        if self.folder.exists():
+            self._wine_tool("wineserver", "-k")
+            self._wine_tool("wineserver", "-w")
 
     def remove(self):
         """Ends every process of the prefix and removes it, with the server's own folder, which Debian's Wine makes
@@ -92,18 +120,3 @@ class WinePrefix:
         if note.is_file() and re.fullmatch(r"wine-\w{6}", note.read_text()):
             shutil.rmtree(Path("/tmp") / note.read_text(), ignore_errors=True)
         shutil.rmtree(self.folder, ignore_errors=True)
-
-
-def processes_of(program, marker):
-    """Numbers of this machine's processes that run `program` (a file name) with `marker` on their command line."""
-    found = []
-    for entry in Path("/proc").iterdir():
-        if not entry.name.isdigit():
-            continue
-        try:
-            command = (entry / "cmdline").read_bytes().decode("utf-8", "replace")
-        except OSError:
-            continue
-        if program in command and marker in command:
-            found.append(int(entry.name))
-    return found

@@ -1,67 +1,33 @@
-"""One update job: its two JSON files, the client whose process it names, and the helper's processes."""
+"""One update job: its two JSON files, and the helper's processes."""
 
 import json
 import os
-import re
 import secrets
-import signal
-import subprocess
 import threading
 import time
 
-from .prefix import processes_of
+from .clients import CLIENT
+from .processes import kill, processes_of
+from .waiting import LabFailure, wait_until
 
 HELPER = "Vandrel Updater.exe"
-CLIENT = "brindler_dx_x64.exe"
-
-
-def wait_until(condition, what, timeout=30.0, pause=0.01):
-    """Waits for `condition()` to be true and gives its value. When the time is up, it fails with `what`, a text or a
-    function that gives one."""
-    end = time.monotonic() + timeout
-    while time.monotonic() < end:
-        if value := condition():
-            return value
-        time.sleep(pause)
-    raise AssertionError(f"waited {timeout} s in vain: {what() if callable(what) else what}")
-
-
-class IdleClient:
-    """A client process that runs from the folder until it is closed or killed. `pid` is its Windows number."""
-
-    def __init__(self, folder, name=CLIENT):
-        self._close_file = folder.path.parent / (folder.path.name + "-close-" + secrets.token_hex(4))
-        self._process = folder.prefix.start(folder.path / name, "--until", folder.prefix.windows_path(self._close_file),
-                                            stdout=subprocess.PIPE)
-        line = self._process.stdout.readline().decode()
-        self.pid = int(re.fullmatch(r"pid (\d+)\r?\n", line)[1])
-
-    def close(self):
-        self._close_file.touch()
-        self._process.wait(10)
-        self._process.stdout.close()
-
-    def kill(self):
-        self._process.kill()
-        self._process.wait(10)
-        self._process.stdout.close()
-
-    def is_running(self):
-        return self._process.poll() is None
+FINAL = ("current", "cancelled", "error")
 
 
 class Job:
-    """A job on a client folder, in the profile `profile`."""
+    """A job on a client folder, in the profile `profile`. Nothing runs before start_helper(); what the job leaves in
+    the profile's folder `updater` stays there."""
 
-    def __init__(self, folder, profile="lab", job_id=None):
+    def __init__(self, folder, profile="lab"):
         self.folder = folder
         self.prefix = folder.prefix
-        self.id = job_id or secrets.token_hex(16)
+        self.id = secrets.token_hex(16)
         self.updater = self.prefix.roaming / "BrindlerQ3" / profile / "updater"
         self.status_file = self.updater / f"{self.id}.status.json"
         self.command_file = self.updater / f"{self.id}.command.json"
         self.starts_file = self.updater.parent / f"{self.id}.starts"
         self.history = []  # (state, progress, detail) as they were seen, without repetitions
+        self.client = None
         self._helper = None
         self._watching = False
 
@@ -72,6 +38,7 @@ class Job:
         return [f"/{key}" + (f"={value}" if value else "") for key, value in values.items() if value is not None]
 
     def start_helper(self, arguments, program=None):
+        """Starts the folder's helper, or `program`, and begins to watch the status file."""
         self.updater.mkdir(parents=True, exist_ok=True)
         environment = {"VANDREL_TEST_STARTS": self.prefix.windows_path(self.starts_file)}
         self._helper = self.prefix.start(program or self.folder.path / HELPER, *arguments, environment=environment)
@@ -104,17 +71,22 @@ class Job:
         names = [state for state, _, _ in self.history]
         return [name for index, name in enumerate(names) if index == 0 or names[index - 1] != name]
 
-    def wait_for_state(self, *states, timeout=30.0):
+    def wait_for_state(self, *states, timeout=60.0):
+        """Gives the status document with one of these states. Raises LabFailure at once if the job has a last state
+        that isn't among them."""
         def reached():
             status = self.status()
-            return status if status and status["state"] in states else None
+            if status and status["state"] in states:
+                return status
+            if status and status["state"] in FINAL:
+                raise LabFailure(f"wanted {states}; history {self.history}, then {status}")
+            return None
         return wait_until(reached, lambda: f"state {states}; history {self.history}", timeout)
 
-    def command(self, text):
-        """Writes the command file: a command word, or a document of its own as bytes."""
-        document = text if isinstance(text, bytes) else json.dumps({"jobId": self.id, "command": text}).encode()
+    def command(self, word):
+        """Writes the command file, in one rename."""
         temporary = self.command_file.with_suffix(".new")
-        temporary.write_bytes(document)
+        temporary.write_text(json.dumps({"jobId": self.id, "command": word}))
         os.replace(temporary, self.command_file)
 
     def processes(self):
@@ -133,22 +105,33 @@ class Job:
         self._stop_watching()
         return code
 
+    def finish(self):
+        """Closes the job's client, and waits for the helper's end; gives the first instance's exit code."""
+        self.client.close()
+        return self.wait_end()
+
     def _stop_watching(self):
         if self._watching:
             self._watching = False
             self._watcher.join()
 
     def starts(self):
-        """The arguments of each client that the helper has started, "-" for none. The last start may take a moment."""
-        return self.starts_file.read_text().splitlines() if self.starts_file.exists() else []
+        """The arguments of each idle client that the helper has started, "-" for none, once there is one."""
+        def lines():
+            return self.starts_file.read_text().splitlines() if self.starts_file.exists() else []
+        return wait_until(lines, "the client's start")
+
+    def has_started_none(self):
+        """Of clients, as far as is seen now: a start takes a moment to show."""
+        return not self.starts_file.exists()
 
     def kill(self):
-        """Kills what still runs of the helper."""
-        for pid in self.processes():
-            try:
-                os.kill(pid, signal.SIGKILL)
-            except ProcessLookupError:
-                pass
+        """Kills what still runs of the helper, until nothing does."""
+        def gone():
+            found = self.processes()
+            kill(*found)
+            return not found
+        wait_until(gone, "the killed helper's end")
         if self._helper:
             self._helper.wait(10)
         self._stop_watching()

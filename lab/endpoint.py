@@ -1,24 +1,24 @@
-"""An update endpoint that a test can script: HTTPS with TLS 1.2, a release to serve, and answers that go wrong."""
+"""An update endpoint that can be scripted: HTTPS with TLS 1.2, a release to serve, and answers that go wrong."""
 
 import socket
 import ssl
-import threading
 import time
 from dataclasses import dataclass, field
 from urllib.parse import parse_qs, urlsplit
 
-from .relay import reset
+from .relay import receive_head, reset, serve_in_threads
 
 
 @dataclass
 class Answer:
-    """One HTTP answer. `sent` bytes of the body are delivered (None: all), then the connection is reset with `reset`,
-    or closed in order if fewer were sent than the head says."""
+    """One HTTP answer. `sent` bytes of the body are delivered (None: all), then the connection stands still for
+    `stall` seconds, and is reset with `reset`, or closed in order if fewer were sent than the head says."""
     body: bytes = b""
     status: int = 200
     headers: dict = field(default_factory=dict)
     sent: int | None = None
     reset: bool = False
+    stall: float = 0.0
     pause: float = 0.0  # seconds between two pieces of 64 KiB
 
 
@@ -30,20 +30,18 @@ class Request:
 
 
 class Endpoint:
-    """Serves `manifest` and `files` (by their path). `script`, a function of a Request, may give an Answer of its own,
-    or None for the ordinary one. Everything asked for is kept in `requests`."""
+    """Serves `manifest` and `files` (content by path) on `port` of 127.0.0.1, until close(). `script`, a function of a
+    Request, may give an Answer of its own, or None for the ordinary one. All that is asked for is kept in `requests`.
+    A connection that fails is dropped without a word: its client has seen it."""
 
-    def __init__(self, certificate, key):
-        self.manifest = b""
-        self.files = {}
-        self.script = None
-        self.requests = []
+    def __init__(self, certificate, key, version=ssl.TLSVersion.TLSv1_2):
+        self.clear()
         self._context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        self._context.minimum_version = self._context.maximum_version = ssl.TLSVersion.TLSv1_2
+        self._context.minimum_version = self._context.maximum_version = version
         self._context.load_cert_chain(certificate, key)
         self._listener = socket.create_server(("127.0.0.1", 0))
         self.port = self._listener.getsockname()[1]
-        threading.Thread(target=self._accept, daemon=True).start()
+        serve_in_threads(self._listener, self._serve)
 
     def serve(self, release, key):
         """Makes `release` (a Release) the one that is served, signed with the private key file `key`."""
@@ -54,19 +52,12 @@ class Endpoint:
         """The paths of the files that were asked for, in order."""
         return [request.query["file"] for request in self.requests if request.query.get("action") == "download"]
 
-    def reset_script(self):
+    def clear(self):
+        """Healthy, with nothing to serve, and nothing asked for."""
         self.manifest, self.files, self.script, self.requests = b"", {}, None, []
 
     def close(self):
         self._listener.close()
-
-    def _accept(self):
-        while True:
-            try:
-                connection, _ = self._listener.accept()
-            except OSError:
-                return
-            threading.Thread(target=self._serve, args=(connection,), daemon=True).start()
 
     def _serve(self, plain):
         try:
@@ -81,12 +72,9 @@ class Endpoint:
         connection.close()
 
     def _serve_request(self, connection):
-        head = b""
-        while b"\r\n\r\n" not in head:
-            data = connection.recv(4096)
-            if not data:
-                return False
-            head += data
+        head = receive_head(connection)
+        if head is None:
+            return False
         line, _, headers = head.decode().partition("\r\n")
         # Asked through a proxy, as the relay is, Wine names the whole URL.
         target = urlsplit(line.split(" ")[1])._replace(scheme="", netloc="").geturl()
@@ -109,6 +97,7 @@ class Endpoint:
         for start in range(0, len(body), 65536):
             connection.sendall(body[start:start + 65536])
             time.sleep(answer.pause)
+        time.sleep(answer.stall)
         if answer.reset:
             time.sleep(0.5)  # a reader that hasn't come to its wait would take the reset for an end
             reset(connection)

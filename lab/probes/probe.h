@@ -1,11 +1,12 @@
-// What a probe stands on. A probe is one source that makes platform calls and says what it saw. It runs on the
-// simulated Windows and, compiled for Windows, under Wine; run.py compares the two, line by line.
+// What a probe stands on. A probe is one source in tests/probes that makes platform calls and says what it saw. It runs
+// on the simulated Windows (native_frame.cpp) and, compiled for Windows, under Wine (windows_frame.cpp); run.py
+// compares the two, line by line.
 //
 // A line is "KEY -> VALUE", each key once. Where Wine isn't like Windows the line carries the reason, and then the two
 // must differ: a difference that has gone is a failure, too.
 //
 // The current folder is C:\probe. In it stand probe.exe, the folder `real` with the file `inside`, `link`, which leads
-// to it, and what run.py has put there for one probe.
+// to it, and what the probe's own NAME_stage.py has put there. Nothing stays of it.
 #pragma once
 
 #include <windows.h>
@@ -20,7 +21,7 @@ namespace probe {
 // The probe itself: each source defines it.
 void run();
 
-// What the stage does and no call of the helper can; done by native/ and windows/, each in its way. Paths are full
+// What the stage does and no call of the helper can; done by each frame in its way. Paths are full
 // ones.
 void make_read_only(const wchar_t* path, bool on);
 void set_write_time(const wchar_t* path, std::uint64_t ticks);  // 100 ns units since 1601

@@ -5,7 +5,10 @@
 
 Without options it takes them from VANDREL_NATIVE_BUILD_DIR, VANDREL_WINDOWS_BUILD_DIR, WINEPREFIX (a fresh prefix if
 it isn't set) and VANDREL_DEVELOPMENT_KEY. A line is "KEY -> VALUE"; "~wine: REASON~" before it says that Wine isn't
-like Windows there. It fails on a difference that isn't marked, and on a marked one that has gone."""
+like Windows there. Exit code 1 for a difference that isn't marked, and for a marked one that has gone.
+
+The probes are tests/probes/NAME.cpp. A script NAME_stage.py beside one is called with the folder that the probe will
+find, and the private key's file, and puts there what that probe needs."""
 
 import argparse
 import os
@@ -16,9 +19,10 @@ import sys
 import tempfile
 from pathlib import Path
 
-HERE = Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parent / "wine"))
-from harness.prefix import WinePrefix  # noqa: E402
+ROOT = Path(__file__).resolve().parents[2]
+CASES = ROOT / "tests" / "probes"
+sys.path.insert(0, str(ROOT))
+from lab.prefix import WinePrefix  # noqa: E402
 
 LINE = re.compile(r"(?:~wine: (?P<reason>.+?)~ )?(?P<key>.+?) -> (?P<value>.*)")
 
@@ -49,34 +53,14 @@ def compare(simulated, wine):
     return rows
 
 
-def openssl(*arguments, data=b""):
-    return subprocess.run(["openssl", *map(str, arguments)], input=data, capture_output=True, check=True).stdout
-
-
-def make_signatures(folder, key):
-    """The public modulus, a message, and signatures of it that the probe `cng` verifies."""
-    modulus = openssl("rsa", "-in", key, "-noout", "-modulus").decode().strip().partition("=")[2]
-    (folder / "modulus").write_bytes(bytes.fromhex(modulus))
-    message = b"what is signed"
-    (folder / "message").write_bytes(message)
-
-    def sign(name, digest, *options):
-        arguments = [argument for option in options for argument in ("-sigopt", option)]
-        (folder / name).write_bytes(openssl("dgst", f"-{digest}", *arguments, "-sign", key, data=message))
-
-    for salt in (0, 20, 31, 32, 33):
-        sign(f"salt-{salt}", "sha256", "rsa_padding_mode:pss", f"rsa_pss_saltlen:{salt}")
-    sign("pkcs1", "sha256")
-    sign("sha384", "sha384", "rsa_padding_mode:pss", "rsa_pss_saltlen:32")
-
-
 def make_stage(folder, name, key):
     """The folder C:\\probe as a probe finds it."""
     (folder / "real").mkdir(parents=True)
     (folder / "real" / "inside").write_bytes(b"inside")
     (folder / "link").symlink_to("real")
-    if name == "cng":
-        make_signatures(folder, key)
+    script = CASES / f"{name}_stage.py"
+    if script.exists():
+        subprocess.run([sys.executable, "-B", script, folder, key], check=True)
 
 
 def run_native(program, stage):
@@ -108,6 +92,16 @@ def run_probe(name, options, prefix):
     return compare(simulated, parse(wine.stdout)), len(simulated)
 
 
+def report(name, rows, count):
+    """Prints what differs; True if anything does that mustn't."""
+    bad = [row for row in rows if row[0] != "known"]
+    print(f"{name}: {count} lines, {len(rows) - len(bad)} known differences, {len(bad)} failures")
+    for verdict, key, value, other, reason in rows:
+        print(f"  {verdict:6} {key}{f' ({reason})' if reason else ''}\n"
+              f"         winsim  {value}\n         Wine    {other}")
+    return bool(bad)
+
+
 def main():
     def folder(variable):
         return {"type": Path, "default": os.environ.get(variable), "required": variable not in os.environ}
@@ -116,25 +110,22 @@ def main():
     parser.add_argument("--windows-build", **folder("VANDREL_WINDOWS_BUILD_DIR"))
     parser.add_argument("--prefix", default=os.environ.get("WINEPREFIX"))
     parser.add_argument("--key", default=os.environ.get("VANDREL_DEVELOPMENT_KEY",
-                                                        HERE.parents[1] / "keys" / "development_private.pem"))
+                                                        ROOT / "keys" / "development_private.pem"))
     parser.add_argument("names", nargs="*")
     options = parser.parse_args()
-    names = options.names or sorted(source.stem for source in HERE.glob("*.cpp"))
+    names = options.names or sorted(source.stem for source in CASES.glob("*.cpp"))
     failed = False
     with tempfile.TemporaryDirectory(prefix="vandrel-probes-") as fresh:
         prefix = WinePrefix(options.prefix or fresh + "/prefix")
+        prefix.create()
+        prefix.keep_server()
         try:
-            prefix.create()
             for name in names:
                 rows, count = run_probe(name, options, prefix)
-                bad = [row for row in rows if row[0] != "known"]
-                failed = failed or bool(bad)
-                print(f"{name}: {count} lines, {len(rows) - len(bad)} known differences, {len(bad)} failures")
-                for verdict, key, value, other, reason in rows:
-                    print(f"  {verdict:6} {key}{f' ({reason})' if reason else ''}\n"
-                          f"         winsim  {value}\n         Wine    {other}")
+                failed = report(name, rows, count) or failed
         finally:
-            prefix.stop()
+            if not options.prefix:
+                prefix.remove()
     raise SystemExit(failed)
 
 

@@ -8,52 +8,17 @@
 namespace {
 
 constexpr const wchar_t* kLines[] = {
-    L"p",
-    L"p a b",
-    L"p  a\tb ",
-    L"p \"\"",
-    L"p \"\" \"\"",
-    L"p a\nb",
-    L"p \"a b\" c",
-    L"p \"a\" \"b\"",
+    L"p", L"p  a\tb ", L"p \"\" \"\"", L"p a\nb", L"p \"a b\" c", L"p \"a\" \"b\"",
     // The program's name has rules of its own
-    L"\"p q\" a",
-    L"\"p q\"a b",
-    L"p\"q r\" s",
-    L"\"p",
-    L"p\\\"x y\" z",
-    L" p a",
-    L"\tp a",
-    L"\"\" a",
+    L"\"p q\"a b", L"p\"q r\" s", L"\"p", L"p\\\"x y\" z", L" p a", L"\tp a", L"\"\" a",
     // Backslashes count before a quote alone
-    L"p a\\b",
-    L"p a\\",
-    L"p \\\\server",
-    L"p a\\\"b",
-    L"p a\\\\\"b c\"",
-    L"p a\\\\\\\"b c",
-    L"p \"a\\\\\"",
-    L"p \"a\\\" b",
-    L"p \"\\\\\\\\\" x",
-    L"p \"a\\b\\\\c\"",
+    L"p a\\b a\\", L"p \\\\server", L"p a\\\"b", L"p a\\\\\"b c\"", L"p a\\\\\\\"b c", L"p \"a\\\" b",
+    L"p \"\\\\\\\\\" x", L"p \"a\\b\\\\c\"",
     // Quotes in and after quotes
-    L"p \"a b",
-    L"p a\"b c\"d",
-    L"p \"a\"\"b\"",
-    L"p \"a\"\"b c\" d",
-    L"p \"\"\"a b\"",
-    L"p \"\"\"\"a b\"",
-    L"p a\"\"b",
-    L"p a\"\"\"b",
-    L"p \"a\"\"\"b c",
-    L"p \"a\"\"\"\"b c",
-    L"p \"\"\"\"\"\" x",
-    L"p \"\"a b",
+    L"p \"a b", L"p a\"b c\"d", L"p \"a\"\"b c\" d", L"p \"\"\"a b\"", L"p \"\"\"\"a b\"", L"p a\"\"b", L"p a\"\"\"b",
+    L"p \"a\"\"\"b c", L"p \"a\"\"\"\"b c", L"p \"\"\"\"\"\" x", L"p \"\"a b",
     // As clients write them
-    L"p \"/ROOT=C:\\x y\\\\\" /Q",
-    L"p /STATUS=\"C:\\a b\\c\" z",
-    L"p \"/STATUS=C:\\a b\\c.json\" /WAITPID=12",
-};
+    L"p \"/ROOT=C:\\x y\\\\\" /Q", L"p /STATUS=\"C:\\a b\\c\" z", L"p \"/STATUS=C:\\a b\\c.json\" /WAITPID=12"};
 
 }  // namespace
 

@@ -22,15 +22,12 @@ HANDLE create(const char* key, const wchar_t* name) {
 
 void mutexes() {
     HANDLE first = create("a mutex", L"Local\\vandrel-probe");
-    HANDLE again = create("it again, without its prefix", L"vandrel-probe");
-    CloseHandle(create("the same name in Global", L"Global\\vandrel-probe"));
-    CloseHandle(create("the same name in other case", L"Local\\VANDREL-probe"));
-    say("release what nobody owns", outcome(ReleaseMutex(first)));
+    HANDLE again = create("it again", L"Local\\vandrel-probe");
+    CloseHandle(create("another name", L"Local\\vandrel-probe-2"));
     say("take it", number(WaitForSingleObject(first, 0)));
     say("take it twice", number(WaitForSingleObject(again, 0)));
     say("release it", outcome(ReleaseMutex(first)));
     say("release it twice", outcome(ReleaseMutex(again)));
-    say("release it too often", outcome(ReleaseMutex(first)));
     CloseHandle(first);
     CloseHandle(again);
     CloseHandle(create("after its last handle", L"Local\\vandrel-probe"));
@@ -64,7 +61,6 @@ std::string listed_as(DWORD id) {
 
 void others() {
     say("open no process", outcome(OpenProcess(kAccess, FALSE, 0xFFFFFFF0U) != nullptr));
-    say("open process 0", outcome(OpenProcess(kAccess, FALSE, 0) != nullptr));
     const DWORD id = start_other();
     HANDLE process = OpenProcess(kAccess, FALSE, id);
     say("open another process", outcome(process != nullptr));
@@ -102,8 +98,6 @@ std::string started(const wchar_t* application, const wchar_t* folder) {
 void starts() {
     put(L"empty.exe", "");
     say("start a missing program", started(L"C:\\probe\\missing.exe", nullptr));
-    say("start from a missing folder", started(L"C:\\probe\\missing\\x.exe", nullptr));
-    say("start a folder", started(L"C:\\probe\\real", nullptr), "a folder gives 6");
     say("start an empty file", started(L"C:\\probe\\empty.exe", nullptr));
     say("start in a missing folder", started(L"C:\\probe\\probe.exe", L"C:\\probe\\missing"));
 }

@@ -34,10 +34,10 @@ class Endpoint:
     Request, may give an Answer of its own, or None for the ordinary one. All that is asked for is kept in `requests`.
     A connection that fails is dropped without a word: its client has seen it."""
 
-    def __init__(self, certificate, key, version=ssl.TLSVersion.TLSv1_2):
+    def __init__(self, certificate, key):
         self.clear()
         self._context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        self._context.minimum_version = self._context.maximum_version = version
+        self._context.minimum_version = self._context.maximum_version = ssl.TLSVersion.TLSv1_2
         self._context.load_cert_chain(certificate, key)
         self._listener = socket.create_server(("127.0.0.1", 0))
         self.port = self._listener.getsockname()[1]

@@ -100,10 +100,10 @@ class Job:
 
     def wait_end(self, timeout=60.0):
         """Waits for the helper's processes to end; gives the first instance's exit code."""
-        code = self._helper.wait(timeout)
-        wait_until(lambda: not self.processes(), lambda: f"end of the copy; history {self.history}", timeout)
+        for ended in (lambda: self._helper.poll() is not None, lambda: not self.processes()):
+            wait_until(ended, lambda: f"the helper's end; history {self.history}", timeout)
         self._stop_watching()
-        return code
+        return self._helper.returncode
 
     def finish(self):
         """Closes the job's client, and waits for the helper's end; gives the first instance's exit code."""

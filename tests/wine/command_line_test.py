@@ -3,6 +3,7 @@
 lie. The rules themselves are tested on the simulated Windows."""
 
 import shutil
+import time
 import unittest
 
 from fixture import OFFER, UP_TO_DATE, HelperTest
@@ -93,13 +94,17 @@ class CommandLine(HelperTest):
         job = self.scene.start_job(self.client)
         self.assert_end(job, 1, "error", "Destino de download escapa da pasta permitida ou contem redirecionamento.")
 
+    def relocation(self, job_id):
+        """A copy of the helper where that job's belongs, and the switches with which it is started."""
+        place = self.lab.prefix.temporary / "VandrelUpdater" / job_id
+        place.mkdir(parents=True, exist_ok=True)
+        shutil.copy(self.folder.path / HELPER, place)
+        return place / HELPER, ["/RELOCATED", f"/ROOT={self.lab.prefix.windows_path(self.folder.path)}"]
+
     def test_a_relocated_start_from_anywhere_but_its_place_is_refused(self):
-        root = ["/RELOCATED", f"/ROOT={self.lab.prefix.windows_path(self.folder.path)}"]
-        self.refuse(TEMPORARY, more=root)
-        elsewhere = self.lab.prefix.temporary / "VandrelUpdater" / ("0" * 32)
-        elsewhere.mkdir(parents=True, exist_ok=True)
-        shutil.copy(self.folder.path / HELPER, elsewhere)
-        self.refuse(TEMPORARY, more=root, program=elsewhere / HELPER)
+        elsewhere, switches = self.relocation("0" * 32)
+        for program in (self.folder.path / HELPER, elsewhere):
+            self.refuse(TEMPORARY, more=switches, program=program)
 
     def test_a_process_that_is_not_this_folders_client_is_no_proof(self):
         foreign = "PID nao pertence ao backend desta pasta."
@@ -112,14 +117,18 @@ class CommandLine(HelperTest):
                 self.assert_end(job, 1, "error", detail)
                 self.assertEqual([], self.endpoint.requests)
 
-    def test_a_second_helper_is_turned_away_and_a_killed_ones_lock_is_taken_over(self):
+    def test_a_second_helper_is_turned_away_and_a_copy_takes_over_a_killed_ones_lock(self):
         self.scene.serve({"data/a.dat": b"a2"})
         first = self.scene.start_job(self.client)
         first.wait_for_state(OFFER)
         self.assert_end(self.scene.start_job(self.client), 1, "error", "Outro atualizador esta usando esta pasta.")
+        copy = self.scene.make_job()
+        program, switches = self.relocation(copy.id)
+        copy.start_helper(copy.arguments(self.client.pid) + switches, program)
+        copy.wait_for_state("checking")
+        time.sleep(0.5)  # by now it waits for the lock
         first.kill()
-        next_one = self.scene.start_job(self.client)
-        next_one.wait_for_state(OFFER)
+        copy.wait_for_state(OFFER)
 
 
 if __name__ == "__main__":

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """What WinHTTP and CNG make of a server's answers: trust, statuses, breaks, stalls, redirects, signatures."""
 
-import ssl
 import time
 import unittest
 
@@ -39,18 +38,16 @@ class ManifestAnswers(HelperTest):
         self.endpoint.script = lambda _: Answer(bytes(1 << 20), sent=1000, stall=60)
         begin = time.monotonic()
         self.end(1, BROKEN)
-        self.assertGreater(time.monotonic() - begin, 9)
+        self.assertTrue(9 < time.monotonic() - begin < 25)
 
-    def test_nobody_but_the_built_in_host_with_tls_1_2_is_asked(self):
-        for name, host, version in (("nobody", None, None), ("another name", "another.example", ssl.TLSVersion.TLSv1_2),
-                                    ("TLS 1.3 alone", self.lab.host, ssl.TLSVersion.TLSv1_3)):
-            with self.subTest(name):
-                other = Endpoint(*self.lab.authority.server(host), version) if host else None
-                self.lab.relay.port = other and other.port
+    def test_no_server_and_one_of_another_name_are_the_same_failure(self):
+        other = Endpoint(*self.lab.authority.server("another.example"))
+        self.addCleanup(other.close)
+        for port in (None, other.port):
+            with self.subTest(port):
+                self.lab.relay.port = port
                 self.end(1, FAILED)
-                if other:
-                    other.close()
-                    self.assertEqual([], other.requests)
+        self.assertEqual([], other.requests)
 
     def test_a_redirect_within_https_is_followed(self):
         self.scene.serve({})

@@ -1,4 +1,4 @@
-"""A certificate authority for tests, and server certificates of it, valid for 30 days."""
+"""A certificate authority for tests, and server certificates of it."""
 
 from pathlib import Path
 
@@ -17,7 +17,7 @@ class Authority:
         if self.certificate.exists():
             return
         self.folder.mkdir(parents=True, exist_ok=True)
-        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-sha256", "-days", "30", "-subj",
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-sha256", "-days", "3650", "-subj",
                 "/CN=Test authority of the Vandrel updater", "-keyout", self.folder / "ca.key", "-out",
                 self.folder / "ca.pem", "-addext", "keyUsage=critical,keyCertSign")
         openssl("x509", "-in", self.folder / "ca.pem", "-outform", "DER", "-out", self.certificate)
@@ -30,6 +30,6 @@ class Authority:
             extensions.write_text(f"subjectAltName=DNS:{host}\nbasicConstraints=CA:FALSE\n"
                                   "extendedKeyUsage=serverAuth\n")
             openssl("req", "-newkey", "rsa:2048", "-nodes", "-subj", f"/CN={host}", "-keyout", key, "-out", request)
-            openssl("x509", "-req", "-sha256", "-days", "30", "-in", request, "-CA", self.folder / "ca.pem", "-CAkey",
+            openssl("x509", "-req", "-sha256", "-days", "3650", "-in", request, "-CA", self.folder / "ca.pem", "-CAkey",
                     self.folder / "ca.key", "-CAcreateserial", "-extfile", extensions, "-out", certificate)
         return certificate, key

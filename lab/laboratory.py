@@ -19,8 +19,8 @@ ROOT = Path(__file__).resolve().parents[1]
 
 class Laboratory:
     """`build` is the build folder of the preset `windows` (with the helper and the tools), `key` the private half of
-    the key that its helper was built with. The prefix is made if it isn't there, and left behind, with its server running:
-    prefix.stop() or prefix.remove() ends that. Raises LabFailure."""
+    the key that its helper was built with. The prefix is made if it isn't there, and left behind, with its server
+    running: prefix.stop() or prefix.remove() ends that. Raises LabFailure."""
 
     def __init__(self, build, key, prefix):
         self.build, self.key = Path(build), key
@@ -54,8 +54,8 @@ class Laboratory:
             trusted.touch()
 
     def scene(self, name, client=None):
-        """A scene of its own in the folder C:\\lab\\NAME, on a healthy, empty endpoint; the one before is closed. Its
-        client's executable is `client`, the idle one unless given."""
+        """A scene in the folder C:\\lab\\NAME, with a healthy, empty endpoint: one at a time. Its client's executable
+        is `client`, the idle one unless given."""
         self.endpoint.clear()
         self.relay.port = self.endpoint.port
         return Scene(self, name, client or self.client)

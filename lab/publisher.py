@@ -2,6 +2,7 @@
 
 import shutil
 import subprocess
+import threading
 
 from .waiting import LabFailure
 
@@ -13,7 +14,7 @@ class Publisher:
     def __init__(self, work, tool, key):
         self.tree, self.port = work / "tree", None
         self._work, self._tool, self._key = work, tool, key
-        self._server = None
+        self._server = self._reader = None
 
     def publish(self, number, files):
         """Signs and publishes release `number` of `files` (content by path); gives the tool's line. Raises LabFailure
@@ -39,6 +40,9 @@ class Publisher:
             self.stop()
             raise LabFailure(f"the endpoint doesn't start: {line}")
         self.port = int(line.rsplit(":", 1)[1].split("/")[0])
+        # It tells of each request: somebody has to listen.
+        self._reader = threading.Thread(target=self._server.stdout.read, daemon=True)
+        self._reader.start()
         return line
 
     def stop(self):
@@ -50,5 +54,7 @@ class Publisher:
         except subprocess.TimeoutExpired:
             self._server.kill()
             self._server.wait()
+        if self._reader:
+            self._reader.join()
         self._server.stdout.close()
-        self._server = None
+        self._server = self._reader = None

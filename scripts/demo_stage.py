@@ -122,8 +122,8 @@ class Player:
         """The client was started again by the helper in the course of `job`, with this argument ("-" for none)."""
         def arguments():
             return [start["argument"] for start in sample_client_starts(self.prefix, PROFILE) if start["job"] == job.id]
-        wait_until(arguments, "the client's start")
-        check(arguments() == [argument], f"the client was started with {arguments()}")
+        started = wait_until(arguments, "the client's start")
+        check(started == [argument], f"the client was started with {started}")
         say(f"   the client is running again, started with {'no argument' if argument == '-' else argument}")
 
     def expect_files(self, files, what):

@@ -34,8 +34,7 @@ void full(const wchar_t* path, const char* wine = nullptr) {
 void probe::run() {
     for (const wchar_t* path : kPaths) full(path);
     full(L"C:", "a separator is added");
-    for (const wchar_t* path : {L"C:\\a..\\b", L"a\\...\\c"})
-        full(path, "a folder's last dot goes even if it isn't single");
+    for (const wchar_t* path : {L"C:\\a..\\b", L"a\\...\\c"}) full(path, "a folder's last dot goes, single or not");
     for (const wchar_t* path : {L"", L" ", L"   "}) {
         say("full " + shown(path), number(GetFullPathNameW(path, 0, nullptr, nullptr)));
     }

@@ -30,7 +30,8 @@ int run_update(LaunchOptions& options);
 // nothing in the client's folder itself. Failure:
 //   the texts of fetch_manifest, parse_signed_manifest and validate_manifest_policy
 //   "cancelled"                                 asked for in front of each entry, and while it waits
-//   "Arquivo local nao pode ser verificado."    a file can't be measured, or is above 4 GiB; or the text that the digest of
+//   "Arquivo local nao pode ser verificado."    a file can't be measured, or is above 4 GiB; or the text that the
+//   digest of
 //                                               an earlier file has left
 //   the texts of write_status, of wait_for_authorization, of relocate_to_temporary_helper and of apply_phase
 // or a std::system_error.
@@ -44,9 +45,9 @@ void recovery_branch(LaunchOptions& options, HANDLE client_process);
 
 // Stages every file of an authorised plan, hands over, installs and starts the client again. A failure to begin the
 // transaction passes through and leaves what was made to the sweep. Any failure from the first download on ends in the
-// roll-back, if the active record stands, or else the discard of the transaction, and in the restart of a client that has
-// closed for the update; then it is raised again. A failure of the roll-back, or of the search for other clients before
-// it, takes its place: then no client is started, and the record stays. Failure: "cancelled", and the texts of
+// roll-back, if the active record stands, or else the discard of the transaction, and in the restart of a client that
+// has closed for the update; then it is raised again. A failure of the roll-back, or of the search for other clients
+// before it, takes its place: then no client is started, and the record stays. Failure: "cancelled", and the texts of
 // write_file_atomic, streaming_download, write_status, wait_for_client_exit, install_transaction and launch_process.
 // Power cut: see transaction/transaction_plan.h.
 void apply_phase(const LaunchOptions& options, const TransactionPlan& plan, HANDLE client_process);

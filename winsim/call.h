@@ -21,6 +21,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "winsim/trace_text.h"
 #include "winsim/world.h"
 
 namespace winsim {
@@ -66,9 +67,6 @@ class Pass {
     Call call_;
     bool seen_;
 };
-
-// "-> 1", "-> 0x10004", "-> 0xc000a000": signed results in decimal unless they are a status, the others in hexadecimal.
-std::string outcome_text(std::int64_t value, bool hexadecimal);
 
 template <class Result>
 std::string Pass::outcome(Result result, bool failed) const {

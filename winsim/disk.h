@@ -22,25 +22,14 @@
 #include <string>
 #include <vector>
 
+#include "winsim/loss.h"
+
 namespace winsim {
 
 class Clock;
+class DiskState;
 
 inline constexpr std::uint64_t kTicksPerMs = 10000;  // a file time is 100 ns units since 1601
-
-// What a power cut takes of what was not durable.
-struct Loss {
-    enum class Data : std::uint8_t { kept, lost, torn };
-    std::vector<bool> kept;  // one flag for each pending journal record, oldest first; a missing flag counts as lost
-    Data data = Data::kept;
-    // "3/5+torn": the first three of five records kept, unflushed contents torn; "10111+kept": the second record lost.
-    std::string name() const;
-};
-
-enum class LossModel : std::uint8_t {
-    journal,      // prefixes of the journal, each with the three fates of unflushed contents (where there are any)
-    independent,  // also each single pending record lost alone while later ones are kept, and each kept alone
-};
 
 class Disk {
  public:
@@ -91,7 +80,7 @@ class Disk {
     void lose_power(const Loss& loss);  // the live state becomes what the next start finds; handles and holds are gone
 
     // Whole states, cheap to copy (contents are shared). They hold no handles; restoring drops all handles and holds.
-    class State;
+    using State = DiskState;
     std::shared_ptr<const State> snapshot() const;                        // with all that is pending
     std::shared_ptr<const State> snapshot_after(const Loss& loss) const;  // as lose_power would leave it
     void restore(const std::shared_ptr<const State>& snapshot);

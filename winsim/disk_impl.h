@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "winsim/disk.h"
 #include "winsim/disk_names.h"
 #include "winsim/disk_state.h"
 

@@ -53,10 +53,6 @@ std::vector<Loss> name_losses(std::size_t pending, LossModel model) {
     return losses;
 }
 
-bool is_prefix(const std::vector<bool>& kept) {
-    return std::is_sorted(kept.begin(), kept.end(), std::greater<>());
-}
-
 // The new size, the first half new, the rest zeros.
 Content torn(const Content& content) {
     Content result = content;
@@ -81,19 +77,8 @@ std::uint64_t Bytes::hash() const {
     return hash;
 }
 
-std::string Loss::name() const {
-    std::string text;
-    if (is_prefix(kept)) {
-        text = std::to_string(std::count(kept.begin(), kept.end(), true)) + "/" + std::to_string(kept.size());
-    } else {
-        for (const bool flag : kept) text += flag ? '1' : '0';
-    }
-    const char* const names[] = {"+kept", "+lost", "+torn"};
-    return text + names[static_cast<std::size_t>(data)];
-}
-
-Disk::State Disk::State::after(const Loss& loss) const {
-    State state = *this;
+DiskState DiskState::after(const Loss& loss) const {
+    DiskState state = *this;
     state.journal_ = {};
     const std::size_t flags = std::min(loss.kept.size(), journal_->size());
     const bool everything = flags == journal_->size() && std::count(loss.kept.begin(), loss.kept.end(), false) == 0;
@@ -103,7 +88,7 @@ Disk::State Disk::State::after(const Loss& loss) const {
         Names& names = state.live_.edit();
         for (const Dirent& change : (*journal_)[i]) {
             // Without the records before it, a rename finds its file under an older name: a file has one name.
-            if (change.node != kNoNode && !is_prefix(loss.kept)) {
+            if (change.node != kNoNode && !loss.keeps_prefix()) {
                 std::erase_if(names, [&change](const Dirent& entry) { return entry.node == change.node; });
             }
             apply(names, change);
@@ -121,7 +106,7 @@ Disk::State Disk::State::after(const Loss& loss) const {
 }
 
 // Names in a folder that isn't there any more go, and so do the nodes behind them.
-void Disk::State::keep_reachable() {
+void DiskState::keep_reachable() {
     std::vector<NodeId> folders = {kComputer};
     std::size_t reached = 0;
     for (std::size_t i = 0; i < folders.size(); ++i) {
@@ -140,7 +125,7 @@ void Disk::State::keep_reachable() {
     drop_unused_nodes({});
 }
 
-std::vector<Loss> Disk::State::losses(LossModel model) const {
+std::vector<Loss> DiskState::losses(LossModel model) const {
     std::vector<Loss> result;
     std::set<std::uint64_t> seen;
     const bool unflushed = has_unflushed();
@@ -155,7 +140,7 @@ std::vector<Loss> Disk::State::losses(LossModel model) const {
 }
 
 // `whole` takes in what only a power cut or a look at a folder's time would show.
-std::uint64_t Disk::State::hash_beneath(const Names& names, NodeId folder, bool whole) const {
+std::uint64_t DiskState::hash_beneath(const Names& names, NodeId folder, bool whole) const {
     std::vector<std::pair<NodeId, std::uint64_t>> folders = {{folder, 1}};
     std::uint64_t sum = 0;  // of the entries' hashes: their order in the table says nothing
     for (std::size_t i = 0; i < folders.size(); ++i) {
@@ -174,12 +159,12 @@ std::uint64_t Disk::State::hash_beneath(const Names& names, NodeId folder, bool 
     return mix(sum, folders.size());
 }
 
-std::uint64_t Disk::State::tree_hash(NodeId folder) const {
+std::uint64_t DiskState::tree_hash(NodeId folder) const {
     return hash_beneath(*live_, folder, false);
 }
 
 // Two states with the same hash look alike now and after every loss of the journal model.
-std::uint64_t Disk::State::hash() const {
+std::uint64_t DiskState::hash() const {
     std::uint64_t hash = mix(hash_beneath(*live_, kComputer, true), free_bytes.value_or(~0ULL));
     if (journal_->empty()) return hash;
     Names names = *durable_;

@@ -43,20 +43,20 @@ Name::Name(std::wstring_view name) : spelled(name), folded(fold(name)), key(fold
     }
 }
 
-Disk::State::State() {
+DiskState::DiskState() {
     const NodeId drive = add_node(FILE_ATTRIBUTE_DIRECTORY, 0);
     establish({kComputer, drive, std::make_shared<Name>(L"c:")});
 }
 
-const Node& Disk::State::node(NodeId id) const {
+const Node& DiskState::node(NodeId id) const {
     return *find_node(*nodes_, id);
 }
 
-Node& Disk::State::edit_node(NodeId id) {
+Node& DiskState::edit_node(NodeId id) {
     return *find_node(nodes_.edit(), id);
 }
 
-NodeId Disk::State::add_node(std::uint32_t attributes, std::uint64_t write_time) {
+NodeId DiskState::add_node(std::uint32_t attributes, std::uint64_t write_time) {
     Node node;
     node.id = next_id_++;
     node.attributes = attributes;
@@ -66,7 +66,7 @@ NodeId Disk::State::add_node(std::uint32_t attributes, std::uint64_t write_time)
     return nodes_->back().id;
 }
 
-void Disk::State::drop_unused_nodes(const std::vector<NodeId>& in_use) {
+void DiskState::drop_unused_nodes(const std::vector<NodeId>& in_use) {
     std::vector<NodeId> used = in_use;
     for (const Dirent& entry : *live_) used.push_back(entry.node);
     for (const Dirent& entry : *durable_) used.push_back(entry.node);
@@ -78,13 +78,13 @@ void Disk::State::drop_unused_nodes(const std::vector<NodeId>& in_use) {
     if (std::any_of(nodes_->begin(), nodes_->end(), unused)) std::erase_if(nodes_.edit(), unused);
 }
 
-const Dirent* Disk::State::find(NodeId folder, std::wstring_view name) const {
+const Dirent* DiskState::find(NodeId folder, std::wstring_view name) const {
     const std::uint64_t key = folded_hash(name);
     const std::size_t place = place_of(*live_, folder, key, name);
     return stands_at(*live_, place, folder, key) ? &(*live_)[place] : nullptr;
 }
 
-std::span<const Dirent> Disk::State::children_in(const Names& names, NodeId folder) {
+std::span<const Dirent> DiskState::children_in(const Names& names, NodeId folder) {
     const auto before = [](const Dirent& entry, NodeId sought) { return entry.folder < sought; };
     const auto behind = [](NodeId sought, const Dirent& entry) { return sought < entry.folder; };
     const auto first = std::lower_bound(names.begin(), names.end(), folder, before);
@@ -92,18 +92,18 @@ std::span<const Dirent> Disk::State::children_in(const Names& names, NodeId fold
     return {first, last};
 }
 
-std::span<const Dirent> Disk::State::children(NodeId folder) const {
+std::span<const Dirent> DiskState::children(NodeId folder) const {
     return children_in(*live_, folder);
 }
 
-const Dirent* Disk::State::name_of(NodeId node) const {
+const Dirent* DiskState::name_of(NodeId node) const {
     for (const Dirent& entry : *live_) {
         if (entry.node == node) return &entry;
     }
     return nullptr;
 }
 
-bool Disk::State::is_within(NodeId node, NodeId folder) const {
+bool DiskState::is_within(NodeId node, NodeId folder) const {
     while (node != folder) {
         const Dirent* name = name_of(node);
         if (name == nullptr) return false;
@@ -112,7 +112,7 @@ bool Disk::State::is_within(NodeId node, NodeId folder) const {
     return true;
 }
 
-void Disk::State::apply(Names& names, const Dirent& change) {
+void DiskState::apply(Names& names, const Dirent& change) {
     const std::size_t place = place_of(names, change.folder, change.key, change.name->spelled);
     const auto at = names.begin() + static_cast<std::ptrdiff_t>(place);
     const bool taken = stands_at(names, place, change.folder, change.key);
@@ -125,14 +125,14 @@ void Disk::State::apply(Names& names, const Dirent& change) {
     }
 }
 
-void Disk::State::commit(Record record) {
+void DiskState::commit(Record record) {
     Names& names = live_.edit();
     for (const Dirent& change : record) apply(names, change);
     journal_.edit().push_back(std::move(record));
 }
 
 // A pending record that would later undo the test's change by a power cut is made to say the same.
-void Disk::State::establish(const Dirent& change) {
+void DiskState::establish(const Dirent& change) {
     apply(live_.edit(), change);
     if (journal_->empty()) {
         durable_ = live_;
@@ -146,25 +146,25 @@ void Disk::State::establish(const Dirent& change) {
     }
 }
 
-void Disk::State::make_names_durable() {
+void DiskState::make_names_durable() {
     if (journal_->empty()) return;
     durable_ = live_;
     journal_ = {};
 }
 
-void Disk::State::flush(NodeId file) {
+void DiskState::flush(NodeId file) {
     if (node(file).live.same(node(file).flushed)) return;
     Node& flushed = edit_node(file);
     flushed.flushed = flushed.live;
 }
 
-void Disk::State::settle() {
+void DiskState::settle() {
     make_names_durable();
     if (!has_unflushed()) return;
     for (Node& node : nodes_.edit()) node.flushed = node.live;
 }
 
-bool Disk::State::has_unflushed() const {
+bool DiskState::has_unflushed() const {
     return std::any_of(nodes_->begin(), nodes_->end(), [](const Node& node) { return !node.live.same(node.flushed); });
 }
 

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "winsim/disk.h"
+#include "winsim/loss.h"
 
 namespace winsim {
 
@@ -108,9 +108,9 @@ struct Dirent {
 // Changes that a power cut keeps or loses together.
 using Record = std::vector<Dirent>;
 
-class Disk::State {
+class DiskState {
  public:
-    State();  // an empty "c:"
+    DiskState();  // an empty "c:"
 
     // Nodes.
     const Node& node(NodeId id) const;  // throws std::out_of_range
@@ -136,11 +136,11 @@ class Disk::State {
     std::size_t pending() const { return journal_->size(); }
 
     // Power.
-    State after(const Loss& loss) const;  // nothing is pending in it
+    DiskState after(const Loss& loss) const;  // nothing is pending in it
     std::vector<Loss> losses(LossModel model) const;
     std::uint64_t hash() const;
     // Neither has been edited since one was copied from the other.
-    bool shares_all_with(const State& other) const {
+    bool shares_all_with(const DiskState& other) const {
         return nodes_.same(other.nodes_) && live_.same(other.live_) && durable_.same(other.durable_) &&
                journal_.same(other.journal_) && free_bytes == other.free_bytes;
     }

@@ -18,6 +18,16 @@ add_library(winsim STATIC ${winsim_sources})
 target_include_directories(winsim BEFORE PUBLIC "${CMAKE_SOURCE_DIR}/winsim/include" "${CMAKE_SOURCE_DIR}")
 target_link_libraries(winsim PUBLIC OpenSSL::Crypto)
 
+# What interrupts whatever runs on it. The operators that count a program's allocations are linked by those who want
+# them counted.
+file(GLOB explore_sources CONFIGURE_DEPENDS winsim/explore/*.cpp)
+set(counting_operators "${CMAKE_SOURCE_DIR}/winsim/explore/operator_new.cpp")
+list(REMOVE_ITEM explore_sources "${counting_operators}")
+add_library(winsim_explore STATIC ${explore_sources})
+target_link_libraries(winsim_explore PUBLIC winsim Threads::Threads)
+add_library(winsim_counting_operators OBJECT "${counting_operators}")
+target_link_libraries(winsim_counting_operators PUBLIC winsim_explore)
+
 # Every line of the helper, its entry included: here WinMain is a function like any other.
 add_library(helper_core STATIC ${helper_sources})
 target_include_directories(helper_core PUBLIC src "${generated_dir}")

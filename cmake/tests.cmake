@@ -10,7 +10,7 @@ enable_testing()
 
 file(GLOB support_sources CONFIGURE_DEPENDS tests/support/*.cpp)
 add_library(test_support STATIC ${support_sources})
-target_link_libraries(test_support PUBLIC helper_core GTest::gtest)
+target_link_libraries(test_support PUBLIC helper_core winsim_explore GTest::gtest)
 target_compile_definitions(test_support PUBLIC
     VANDREL_DEVELOPMENT_KEY="${CMAKE_SOURCE_DIR}/keys/development_private.pem")
 
@@ -31,7 +31,7 @@ endforeach()
 set(VANDREL_OPTIMISED_BUILD_DIR "" CACHE PATH "Build folder of the preset `native`, whose `interruption` the tests run")
 file(GLOB interruption_sources CONFIGURE_DEPENDS tests/interruption/*.cpp)
 add_executable(interruption ${interruption_sources})
-target_link_libraries(interruption PRIVATE test_support CLI11::CLI11)
+target_link_libraries(interruption PRIVATE test_support winsim_counting_operators CLI11::CLI11)
 set(interruption_program "$<TARGET_FILE:interruption>")
 if(VANDREL_OPTIMISED_BUILD_DIR)
     set(interruption_program "${VANDREL_OPTIMISED_BUILD_DIR}/interruption")

@@ -2,243 +2,205 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
-#include <vector>
 
-#include "tests/interruption/cuts.h"
-#include "tests/interruption/neighbour_words.h"
+#include "tests/interruption/faults.h"
+#include "winsim/explore/faults.h"
+#include "winsim/script.h"
 
 namespace interruption {
 namespace {
 
-const std::wstring kElsewhere = L"C:\\Other";
+using winsim::explore::Interference;
+using winsim::explore::RecordedCall;
 
-// Where the file stands in the transaction of the story: in "files" or "backup".
-std::wstring in_store(const Visit& visit, const wchar_t* tree, const std::string& managed) {
+constexpr const char* kEdited = "edited by somebody else";
+
+// "edited,data/big.dat": what is done, and to what.
+struct Action {
+    explicit Action(const std::string& text) : what(text.substr(0, text.find(','))) {
+        if (what.size() < text.size()) object = text.substr(what.size() + 1);
+    }
+    bool is_of_file() const {
+        return !object.empty() && what != "reader" && what != "scanner" && what != "off-record" && what != "half";
+    }
+    bool holds_files() const { return what == "reader" || what == "scanner" || what == "off-record"; }
+
+    std::string what;
+    std::string object;
+};
+
+// The file's target as the helper writes it: with the release's own separators.
+std::wstring subject_of(const std::string& managed) {
+    return std::wstring(support::kRoot) + L"\\" + support::wide(managed);
+}
+
+// Where the file stands in the story's transaction: in "files" or "backup".
+std::wstring in_store(const HelperRun& run, const wchar_t* tree, const std::string& managed) {
     const std::wstring store = std::wstring(support::kRoot) + L"\\.vandrel-updater\\";
-    const std::wstring job = visit.had_record() ? job_of(0) : job_of(visit.number());
+    const std::wstring job = run.had_record() ? job_of(0) : job_of(run.number());
     return store + job + L"\\" + tree + target_of(managed).substr(std::wstring(support::kRoot).size());
 }
 
-bool flip(winsim::Disk& disk, const std::wstring& path) {
-    if (!disk.exists(path) || disk.is_folder(path)) return false;
-    std::string content = disk.read(path);
-    if (content.empty()) return false;
-    content[0] = static_cast<char>(content[0] ^ 1);
-    disk.put(path, content);
-    return true;
-}
-
-// False if there was nothing to do it to.
-bool do_deed(Visit& visit, const Deed& deed) {
-    winsim::Disk& disk = visit.machine.world.disk;
-    const std::wstring path = target_of(deed.file);
-    if (deed.what == "client") visit.machine.world.processes.start(support::kClient);
-    if (deed.what.starts_with("reader-")) {
-        hold_for(visit.machine, visit.machine.status_path(), FILE_SHARE_READ | FILE_SHARE_WRITE,
-                 std::stoull(deed.what.substr(7)));
-    }
-    if (deed.file.empty()) return true;
-    if (deed.what == "flipped") return flip(disk, path);
-    if (deed.what == "staged-flipped") return flip(disk, in_store(visit, L"files", deed.file));
-    if (deed.what == "backup-flipped") return flip(disk, in_store(visit, L"backup", deed.file));
+bool change(HelperRun& run, const Action& action) {
+    winsim::Disk& disk = run.machine.world.disk;
+    const std::wstring path = target_of(action.object);
+    if (action.what == "flipped") return winsim::flip_bit(disk, path);
+    if (action.what == "staged-flipped") return winsim::flip_bit(disk, in_store(run, L"files", action.object));
+    if (action.what == "backup-flipped") return winsim::flip_bit(disk, in_store(run, L"backup", action.object));
     const bool was_there = disk.exists(path);
-    if (deed.what == "read-only" && was_there) disk.set_attributes(path, FILE_ATTRIBUTE_READONLY);
-    if (deed.what == "deleted" || deed.what == "folder" || deed.what == "junction") disk.erase(path);
-    if (deed.what == "edited") disk.put(path, kEdited);
-    if (deed.what == "folder") disk.make_folder(path);
-    if (deed.what == "junction") disk.make_junction(path, kElsewhere);
-    return was_there || (deed.what != "read-only" && deed.what != "deleted");
+    if (action.what == "read-only" && was_there) disk.set_attributes(path, FILE_ATTRIBUTE_READONLY);
+    if (action.what == "deleted" || action.what == "folder" || action.what == "junction") disk.erase(path);
+    if (action.what == "edited") disk.put(path, kEdited);
+    if (action.what == "folder") disk.make_folder(path);
+    if (action.what == "junction") disk.make_junction(path, L"C:\\Other");
+    return was_there || (action.what != "read-only" && action.what != "deleted");
 }
 
-// "scanner-7-30-0": share, milliseconds, and which file (0: each).
-void run_scanner(Visit& visit, const std::string& what) {
+void scan(support::Machine& machine, const Action& action) {
     unsigned share = 0;
     unsigned ms = 0;
     unsigned only = 0;
-    if (std::sscanf(what.c_str(), "scanner-%u-%u-%u", &share, &ms, &only) != 3) throw std::invalid_argument(what);
-    auto seen = std::make_shared<unsigned>(0);
-    visit.machine.world.gate.add_watcher(
-        [&visit, share, ms, only, seen](const winsim::Call& call, winsim::Moment moment) {
-            const bool renamed = call.name == "ReplaceFileW" || call.name == "MoveFileExW" || call.name == "CopyFileW";
-            if (!renamed || moment != winsim::Moment::after) return;
-            if (++*seen == only || only == 0) hold_for(visit.machine, std::wstring(call.subject), share, ms);
-        });
+    if (std::sscanf(action.object.c_str(), "%u,%u,%u", &share, &ms, &only) != 3) throw std::invalid_argument("scanner");
+    const bool spares_record = action.what == "off-record" && (share & FILE_SHARE_DELETE) != 0;
+    winsim::scan_new_names(machine.world, share, ms, [=, &machine, seen = 0U](std::wstring_view path) mutable {
+        return !(spares_record && path == machine.active_record()) && (++seen == only || only == 0);
+    });
 }
 
-// The command comes in two goes, 300 ms apart.
-void write_in_two_goes(Visit& visit, std::size_t first) {
-    support::Machine& machine = visit.machine;
-    machine.on_state("update_available", [&machine, first] {
-        machine.say("apply");
+// The reactions of the client that come after its own "apply", which they take back.
+void answer_otherwise(support::Machine& machine, const Action& action) {
+    machine.on_state("update_available", [&machine, action] {
         const std::string whole = machine.world.disk.read(machine.command_path());
-        machine.write_command(whole.substr(0, first));
+        machine.forget_command();
+        if (action.what == "gone") machine.end_client();
+        if (action.what != "half") return;
+        machine.write_command(whole.substr(0, std::stoul(action.object)));
         machine.world.clock.after(300, [&machine, whole] { machine.write_command(whole); });
     });
 }
 
-// `done` tells, when the visit has run, whether the deed came, and was done to something.
-void arrange(Visit& visit, const Deed& deed, bool& done) {
-    done = deed.call == 0;
-    if (deed.what.starts_with("scanner-")) return run_scanner(visit, deed.what);
-    if (deed.what.starts_with("half-")) return write_in_two_goes(visit, std::stoul(deed.what.substr(5)));
-    visit.machine.world.gate.add_watcher([&visit, &done, deed](const winsim::Call& call, winsim::Moment moment) {
-        const bool now = moment == winsim::Moment::before && visit.run_now() == deed.run && call.number == deed.call;
-        if (now && !done) done = do_deed(visit, deed);
-    });
+// Whether somebody's work on a file must outlive the run. It may be overwritten only where the rules accept it: an
+// update that has found it there replaces it with the player's consent; and between the last look at a file and its
+// change lies a gap.
+bool must_survive(const std::string& story, const Interference& done, const Action& action) {
+    std::vector<std::uint64_t> looks;  // the copy's opens of the file, before its change
+    std::uint64_t change = 0;
+    std::uint64_t published = 0;
+    for (const RecordedCall& call : recording_of(story).calls) {
+        if (call.process != 'c') continue;
+        if (call.name == "MoveFileExW" && call.subject.ends_with(L"\\active.transaction")) published = call.number;
+        if (call.subject != subject_of(action.object)) continue;
+        if (call.name == "CreateFileW" && change == 0) looks.push_back(call.number);
+        if (call.name == "ReplaceFileW" || call.name == "MoveFileExW" || call.name == "DeleteFileW")
+            change = call.number;
+    }
+    const bool in_copy = done.process == 'c';
+    if (in_copy && done.call > change) return true;
+    if (story == "restoration") return !in_copy || done.call <= looks.at(0);
+    if (!in_copy) return false;
+    if (looks.empty()) return done.call > published;  // a new file: its rename never replaces
+    return done.call > looks.at(looks.size() - 2) && done.call <= looks.back();
 }
 
-// What the deed itself has changed is left out of the look at the rest.
-Picture without(Picture picture, const Deed& deed) {
-    const std::wstring path = target_of(deed.file);
-    if (!deed.file.empty()) std::erase_if(picture, [&](const auto& entry) { return entry.first.starts_with(path); });
+bool is_lost(const winsim::Disk& disk, const std::wstring& path) {
+    return !disk.exists(path) || disk.is_folder(path) || disk.read(path) != kEdited;
+}
+
+// What the neighbour itself has changed is left out of the look at the rest.
+Picture without(Picture picture, const Action& action) {
+    const std::wstring path = action.is_of_file() ? target_of(action.object) : L"";
+    if (!path.empty()) std::erase_if(picture, [&](const auto& entry) { return entry.first.starts_with(path); });
     return picture;
 }
 
-// The neighbour has gone, and what it did is put right by hand: the file is the old one again.
-void put_right(Visit& visit, const Deed& deed) {
-    winsim::Disk& disk = visit.machine.world.disk;
-    if (deed.file.empty()) return;
-    const std::wstring path = target_of(deed.file);
-    const std::wstring backup = in_store(visit, L"backup", deed.file);
-    const auto old = release_files(kOldRelease).find(deed.file);
+// The neighbour lets go of what it holds, and what it did is put right by hand: the file is the old one again.
+void put_right(HelperRun& run, const Action& action) {
+    run.machine.world.clock.advance(120000);
+    if (!action.is_of_file()) return;
+    winsim::Disk& disk = run.machine.world.disk;
+    const std::wstring path = target_of(action.object);
+    const std::wstring backup = in_store(run, L"backup", action.object);
+    const Files& old_files = release_files(kOldRelease);
+    const auto old = old_files.find(action.object);
     if (disk.exists(path) && !disk.is_folder(path)) disk.set_attributes(path, 0);
-    const bool reinstalled = deed.what == "deleted" && path == support::kHelper;
-    if (!has_active_record(disk) && !disk.is_folder(path) && !reinstalled) return;
+    const bool helper_gone = action.what == "deleted" && path == support::kHelper;
+    if (!has_active_record(disk) && !disk.is_folder(path) && !helper_gone) return;
     disk.erase(path);
-    if (old != release_files(kOldRelease).end()) disk.put(path, old->second);
-    if (disk.exists(backup) && old != release_files(kOldRelease).end()) disk.put(backup, old->second);
-}
-
-// A refused file stays refused: a further visit changes nothing.
-std::string wrong_in_second_refusal(const Snapshot& disk, const std::string& words) {
-    Visit again(disk, kSecondVisit);
-    const Picture before = picture_of(again.machine.world.disk);
-    again.run();
-    const support::Status status = again.machine.status();
-    if (status.state != "error") return "the second start did not refuse";
-    if (status.detail != words) return "the second start refused otherwise: " + status.detail;
-    return not_as_before(before, picture_of(again.machine.world.disk));
-}
-
-// The walk goes from the last file to the first: those behind the refused one are old again, those before it still new.
-std::string wrong_order_of_refusal(const winsim::Disk& disk, const Deed& deed) {
-    const Files& old = release_files(kOldRelease);
-    for (const auto& [managed, content] : release_files(kNewRelease)) {
-        if (managed == deed.file) continue;
-        const bool put_back = managed > deed.file;
-        const std::wstring path = target_of(managed);
-        const bool expected = put_back && !old.contains(managed)
-                                  ? !disk.exists(path)
-                                  : disk.exists(path) && disk.read(path) == (put_back ? old.at(managed) : content);
-        if (!expected) return managed + (put_back ? " has not been put back" : " has been put back too early");
-    }
-    return {};
-}
-
-std::string judge_deed(Judge& judge, const Story& story, const Deed& deed, bool trace) {
-    Visit visit(story.disk, kFirstVisit);
-    visit.machine.world.gate.keep_trace(trace);
-    bool done = false;
-    arrange(visit, deed, done);
-    const Ending ending = visit.run();
-    for (const std::string& line : visit.machine.world.gate.trace()) std::printf("%s\n", line.c_str());
-    winsim::Disk& disk = visit.machine.world.disk;
-    std::string wrong = broken_manners(visit, ending);
-    if (wrong.empty()) {
-        wrong = foreign_content(without(judge.before(), deed), kNewRelease, without(picture_of(disk), deed));
-    }
-    if (wrong.empty()) wrong = wrong_words_beside(visit, story, deed, done, ending.last().exit_code == 0);
-    if (!wrong.empty()) return wrong;
-    const std::string words = visit.machine.has_status() ? visit.machine.status().detail : "";
-    if (words.ends_with("recuperacao interrompida.") && deed.what != "deleted" && story.name == "restoration") {
-        wrong = wrong_order_of_refusal(disk, deed);
-    }
-    // The neighbour lets go of what it holds.
-    visit.machine.world.clock.advance(120000);
-    const bool stays_refused = deed.what == "edited" || deed.what.ends_with("flipped");
-    if (wrong.empty() && stays_refused && has_active_record(disk)) {
-        wrong = wrong_in_second_refusal(disk.snapshot(), words);
-    }
-    put_right(visit, deed);
-    judge.trace = trace;
-    return wrong.empty() ? judge.heals(disk.snapshot()) : wrong;
-}
-
-std::string text_of(const Story& story, const Deed& deed) {
-    std::string text = "neighbour:" + story.name + ":" + deed.what;
-    if (!deed.file.empty()) text += ":" + deed.file;
-    if (deed.call != 0) text += std::string(":") + static_cast<char>(deed.run) + std::to_string(deed.call);
-    return text;
-}
-
-void add_deeds(const Story& story, const NeighbourDepth& depth, std::vector<Deed>& deeds) {
-    std::uint64_t kind = 0;
-    for (const char* what : {"client", "reader-80", "reader-30000", "edited", "flipped", "deleted", "read-only",
-                             "folder", "junction", "staged-flipped", "backup-flipped"}) {
-        const bool of_a_file = std::string_view(what) != "client" && !std::string_view(what).starts_with("reader");
-        for (const char* file : {"data/big.dat", "data/added.dat", "Vandrel Updater.exe"}) {
-            std::uint64_t turn = 7 * ++kind;  // each deed begins elsewhere
-            for (const BaseCall& call : story.base.calls) {
-                // In front of each look at the file, the deed is never left out.
-                const bool close = of_a_file && touches_target(call, file);
-                if (turn++ % depth.one_in != 0 && !close) continue;
-                deeds.push_back({what, of_a_file ? file : "", call.run, call.number});
-            }
-            if (!of_a_file) break;
-        }
-    }
-    for (unsigned share = 1; share <= 7; share += 2) {  // always reading
-        for (const unsigned ms : {10U, 200U, 400U, 600U, 60000U}) {
-            for (unsigned file = 0; file <= 24; ++file) {
-                deeds.push_back(
-                    {"scanner-" + std::to_string(share) + "-" + std::to_string(ms) + "-" + std::to_string(file), "",
-                     Run::first, 0});
-            }
-        }
-    }
-    for (unsigned bytes = 0; bytes <= 70; ++bytes)
-        deeds.push_back({"half-" + std::to_string(bytes), "", Run::first, 0});
+    if (old == old_files.end()) return;
+    disk.put(path, old->second);
+    if (disk.exists(backup)) disk.put(backup, old->second);
 }
 
 }  // namespace
 
-void hold_for(support::Machine& machine, const std::wstring& path, std::uint32_t share, std::uint64_t ms) {
-    try {
-        const int hold = machine.world.disk.hold(path, GENERIC_READ, share);
-        machine.world.clock.after(ms, [&machine, hold] { machine.world.disk.release(hold); });
-    } catch (const std::exception&) {  // nothing there, or not to be had: the neighbour leaves it
+bool HelperRun::interfere(const std::string& text) {
+    const Action action(text);
+    if (action.is_of_file()) return change(*this, action);
+    if (action.what == "client") {
+        machine.world.processes.start(support::kClient);
+    } else if (action.what == "reader") {
+        winsim::hold_for(machine.world, machine.status_path(), FILE_SHARE_READ | FILE_SHARE_WRITE,
+                         std::stoull(action.object));
+    } else if (action.what == "scanner" || action.what == "off-record") {
+        scan(machine, action);
+    } else if (action.what == "half" || action.what == "silent" || action.what == "gone") {
+        answer_otherwise(machine, action);
+    } else {
+        throw std::invalid_argument("no such action: " + text);
     }
+    return true;
 }
 
-void explore_neighbours(Judge& judge, const NeighbourDepth& depth, Report& report) {
-    for (const char* name : {"update", "restoration"}) {
-        const Story story(name);
-        std::vector<Deed> deeds;
-        add_deeds(story, depth, deeds);
-        in_parallel(deeds.size(), [&](std::size_t i) {
-            if (report.enough()) return;
-            const std::string wrong = judge_deed(judge, story, deeds[i], false);
-            if (!wrong.empty()) report.violated(text_of(story, deeds[i]), wrong);
-        });
-        report.count("neighbours: deeds", deeds.size());
-        report.count("lives", deeds.size());
+std::vector<winsim::explore::Disturbance> interferences(const std::string& story, std::uint64_t one_in) {
+    std::vector<winsim::explore::Disturbance> found;
+    const winsim::explore::Recording& recording = recording_of(story);
+    std::uint64_t first = 7;
+    for (const char* action : {"client", "reader,80", "reader,30000"}) {
+        add_interferences(found, recording, action, {one_in, first, L""});
+        first += 7;  // each begins elsewhere
     }
+    for (const char* what :
+         {"edited", "flipped", "deleted", "read-only", "folder", "junction", "staged-flipped", "backup-flipped"}) {
+        for (const char* file : {"data/big.dat", "data/added.dat", "Vandrel Updater.exe"}) {
+            add_interferences(found, recording, std::string(what) + "," + file, {one_in, first, subject_of(file)});
+        }
+        first += 7;
+    }
+    std::vector<std::string> throughout{"silent", "gone"};
+    for (const char* scanner :
+         {"1,10", "1,200", "1,400", "1,600", "1,60000", "3,10", "3,200", "3,400", "3,600", "3,60000",
+          "5,10", "5,200", "5,400", "5,600", "5,60000", "7,10", "7,200", "7,400", "7,600", "7,60000"}) {
+        for (int file = 0; file <= 24; ++file) {
+            throughout.push_back(std::string("scanner,") + scanner + "," + std::to_string(file));
+        }
+    }
+    for (int bytes = 0; bytes <= 70; ++bytes) throughout.push_back("half," + std::to_string(bytes));
+    for (const std::string& action : throughout) found.emplace_back(Interference{action, 'f', 0});
+    return found;
 }
 
-std::string replay_neighbour(Judge& judge, const std::string& text) {
-    const std::vector<std::string> parts = split_at_colons(text);
-    if (parts.size() < 2) throw std::invalid_argument("no deed: " + text);
-    Deed deed{parts[1], parts.size() > 3 ? parts[2] : "", Run::first, 0};
-    if (parts.size() > 2) {
-        const auto point = parse_point(parts.back() + "b");
-        if (!point) throw std::invalid_argument("no deed: " + text);
-        deed.run = point->run;
-        deed.call = point->call;
+std::string wrong_beside(Recovery& recovery, const std::string& story, HelperRun& run, const Interference& done,
+                         bool came) {
+    const Action action(done.action);
+    winsim::Disk& disk = run.machine.world.disk;
+    std::string wrong = wrong_ending(run);
+    if (wrong.empty()) wrong = wrong_report(run, action.holds_files());
+    if (wrong.empty()) {
+        wrong = foreign_content(without(recovery.before(), action), kNewRelease, without(picture_of(disk), action));
     }
-    return judge_deed(judge, Story(parts[0]), deed, true);
+    if (!wrong.empty()) return wrong;
+    const bool harmless = !came || action.what == "half" || done.action == "reader,80";
+    if (harmless && !run.succeeded()) return "failed though nothing was in its way";
+    const bool lost = came && action.what == "edited" && is_lost(disk, target_of(action.object));
+    if (lost && must_survive(story, done, action)) return "the neighbour's work is lost";
+    if (action.what == "silent" || action.what == "gone") {
+        wrong = not_as_before(picture_of(disk_of(story)), picture_of(disk));
+        if (run.succeeded() || !wrong.empty()) return "went on without the player's consent: " + wrong;
+    }
+    put_right(run, action);
+    return recovery.unhealed(disk.snapshot());
 }
 
 }  // namespace interruption

@@ -1,35 +1,34 @@
-// Bad neighbours: other programs on the player's machine that act between any two calls of a visit.
+// Bad neighbours: other programs on the player's machine that act between any two calls of a run, or all through it;
+// and the player who says nothing.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
-#include "tests/interruption/lives.h"
+#include "tests/interruption/recovery.h"
 
 namespace interruption {
 
-// Somebody reads `path`, if it is to be had, and keeps it open for so many milliseconds.
-void hold_for(support::Machine& machine, const std::wstring& path, std::uint32_t share, std::uint64_t ms);
+// The actions of HelperRun::interfere. Now:
+//   "client"                a second client of the folder starts
+//   "reader,MS"             somebody has the status file open for so many milliseconds, and doesn't share its deletion
+//   "edited,FILE", "flipped,FILE", "deleted,FILE", "read-only,FILE", "folder,FILE", "junction,FILE"
+//                           the file of the release is changed so (flipped: by one bit)
+//   "staged-flipped,FILE", "backup-flipped,FILE"   one bit of a staged file or of a backup turns over
+// From now on:
+//   "scanner,SHARE,MS,K"    somebody opens each file that gets a new name, or only the K-th one (K not 0), for so long
+//   "off-record,SHARE,MS,K" the same, but never the active record if that shares its deletion
+//   "half,K"                the client writes its command in two goes, the first of K bytes
+//   "silent"                the client answers nothing
+//   "gone"                  the client ends when it should answer
+// Those that a sweep tries on a story: of the places between two calls one in so many, and those in front of each look
+// at the file.
+std::vector<winsim::explore::Disturbance> interferences(const std::string& story, std::uint64_t one_in);
 
-// How many of the moments are tried for each deed: one in so many.
-struct NeighbourDepth {
-    std::uint64_t one_in = 1;
-};
-
-// Deeds that fall between two calls, at each of them:
-//   "client"                                     a second client of the folder starts
-//   "edited", "flipped", "deleted", "read-only", "folder", "junction"   a file of the plan is changed so
-//   "staged-flipped", "backup-flipped"           one bit of a staged file or of a backup turns over
-//   "reader-80", "reader-30000"                  somebody has the status file open for so many milliseconds, and
-//   doesn't
-//                                                share its deletion
-// and deeds that go on through a whole visit: "scanner-SHARE-MS-K" opens each file that gets a new name (K of them only
-// if K isn't 0), "half-K" writes the command file in two goes, the first of K bytes.
-// Each visit must leave what it can't account for as it is, say the right words, and be cured once the neighbour has
-// gone.
-void explore_neighbours(Judge& judge, const NeighbourDepth& depth, Report& report);
-
-// "update:edited:data/big.dat:c117" or "update:scanner-3-30-0".
-std::string replay_neighbour(Judge& judge, const std::string& deed);
+// A run beside a neighbour must leave what it can't account for as it is, and end in order with the right report; when
+// the neighbour has gone and what it did is put right by hand, the folder must be healed.
+std::string wrong_beside(Recovery& recovery, const std::string& story, HelperRun& run,
+                         const winsim::explore::Interference& interference, bool came);
 
 }  // namespace interruption

@@ -17,7 +17,7 @@ const std::wstring kAnyJob(32, L'?');
 // What the rules leave behind, and for how long.
 struct Leftover {
     std::wstring pattern;
-    bool for_a_day;  // gone by the end of a visit with work to do that comes more than 24 hours later
+    bool for_a_day;  // gone by the end of a run with work to do that comes more than 24 hours later
     const char* why;
 };
 
@@ -145,8 +145,8 @@ std::string foreign_content(const Picture& before, std::uint32_t release, const 
     return compare_others(before, now, managed);
 }
 
-std::string unexpected_leftover(const winsim::Disk& disk, int visit, bool a_day_later) {
-    const std::wstring last_copy = kCopies + job_of(visit) + L"\\Vandrel Updater.exe";
+std::string unexpected_leftover(const winsim::Disk& disk, int run, bool a_day_later) {
+    const std::wstring last_copy = kCopies + job_of(run) + L"\\Vandrel Updater.exe";
     for (const std::wstring& path : disk.tree(L"C:\\")) {
         if (!is_helpers_own(path) || path == last_copy) continue;
         const bool allowed = std::ranges::any_of(leftovers(), [&](const Leftover& row) {

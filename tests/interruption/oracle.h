@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "tests/interruption/story.h"
 
@@ -37,10 +38,10 @@ std::string neither_old_nor_new(const Picture& before, std::uint32_t release, co
 // Each managed file by itself is as before, or the release's, or missing; everything else is as before.
 std::string foreign_content(const Picture& before, std::uint32_t release, const Picture& now);
 
-// What the helper has left of itself on the disk must be in the list of what the rules leave: directly after a visit
-// that ended by itself; or, `a_day_later`, after a visit with work to do that came when everything else was more than
+// What the helper has left of itself on the disk must be in the list of what the rules leave: directly after a run
+// that ended by itself; or, `a_day_later`, after a run with work to do that came when everything else was more than
 // 24 hours old.
-std::string unexpected_leftover(const winsim::Disk& disk, int visit, bool a_day_later);
+std::string unexpected_leftover(const winsim::Disk& disk, int run, bool a_day_later);
 
 bool has_active_record(const winsim::Disk& disk);
 

@@ -1,15 +1,21 @@
 #include "tests/interruption/story.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <array>
+#include <map>
+#include <mutex>
 #include <stdexcept>
+
+#include "winsim/script.h"
 
 namespace interruption {
 namespace {
 
 constexpr std::uint64_t kHour = 3600ULL * 1000 * winsim::kTicksPerMs;
-constexpr std::uint64_t kFirstVisitTime = 134273808000000000;  // 1 July 2026, 12:00 UTC
-constexpr std::uint64_t kInstallTime = kFirstVisitTime - 240 * kHour;
+constexpr std::uint64_t kFirstRunTime = 134273808000000000;  // 1 July 2026, 12:00 UTC
+constexpr std::uint64_t kInstallTime = kFirstRunTime - 240 * kHour;
 
 std::string bytes(std::size_t size, unsigned seed) {
     std::string content(size, '\0');
@@ -57,16 +63,6 @@ void put_bystanders(winsim::Disk& disk) {
     }
 }
 
-std::string folder_key() {
-    std::string key;
-    for (const char byte : support::sha256("c:\\game")) {
-        constexpr const char* kDigits = "0123456789abcdef";
-        key += kDigits[static_cast<unsigned char>(byte) >> 4];
-        key += kDigits[static_cast<unsigned char>(byte) & 15];
-    }
-    return key;
-}
-
 }  // namespace
 
 const Files& release_files(std::uint32_t release) {
@@ -80,10 +76,10 @@ std::wstring target_of(const std::string& managed) {
     return path;
 }
 
-std::wstring job_of(int visit) {
+std::wstring job_of(int run) {
     constexpr const wchar_t* kDigits = L"0123456789abcdef";
     std::wstring job(32, L'a');
-    for (std::size_t i = 0; i < 8; ++i) job[31 - i] = kDigits[(static_cast<unsigned>(visit) >> (4 * i)) & 15U];
+    for (std::size_t i = 0; i < 8; ++i) job[31 - i] = kDigits[(static_cast<unsigned>(run) >> (4 * i)) & 15U];
     return job;
 }
 
@@ -100,17 +96,16 @@ Snapshot make_old_release() {
 }
 
 Snapshot make_interrupted_install() {
-    Visit visit(disk_with_old_release(), 0);
-    Snapshot cut;
-    visit.machine.world.gate.add_watcher([&](const winsim::Call& call, winsim::Moment moment) {
-        const bool commit = call.name == "DeleteFileW" && call.subject == visit.machine.active_record();
-        if (commit && moment == winsim::Moment::before) cut = visit.machine.world.disk.snapshot();
-    });
-    visit.run();
-    if (!cut) throw std::runtime_error("no undisturbed install comes to its commit");
-    visit.machine.world.disk.restore(cut);
-    visit.machine.world.disk.settle();
-    return visit.machine.world.disk.snapshot();
+    HelperRun run(disk_with_old_release(), 0);
+    winsim::Disk& disk = run.machine.world.disk;
+    Snapshot before_commit;
+    winsim::at_call(run.machine.world, "DeleteFileW", run.machine.active_record(), winsim::Moment::before,
+                    [&] { before_commit = disk.snapshot(); });
+    run.run();
+    if (!before_commit) throw std::runtime_error("no undisturbed install comes to its commit");
+    disk.restore(before_commit);
+    disk.settle();
+    return disk.snapshot();
 }
 
 }  // namespace
@@ -125,47 +120,76 @@ Snapshot disk_with_interrupted_install() {
     return disk;
 }
 
-Visit::Visit(const Snapshot& disk, int number)
-    : Visit(disk, number, number == kNextDayVisit ? kNextRelease : kNewRelease) {}
-
-Visit::Visit(const Snapshot& disk, int number, std::uint32_t release) : number_(number) {
+HelperRun::HelperRun(const Snapshot& disk, int number, std::uint32_t release) : number_(number) {
     winsim::World& world = machine.world;
     world.disk.restore(disk);
     had_record_ = world.disk.exists(machine.active_record());
-    const auto hours = static_cast<std::uint64_t>(number >= kNextDayVisit ? number + 24 : number);
-    world.clock.set_file_time(kFirstVisitTime + hours * kHour);
-    // No two visits share a process id, as none would on a machine with a day's work behind it.
+    const auto hours = static_cast<std::uint64_t>(number >= kNextDayRun ? number + 24 : number);
+    world.clock.set_file_time(kFirstRunTime + hours * kHour);
+    // No two runs share a process id, as none would on a machine with a day's work behind it.
     for (int i = 0; i < 3 * number; ++i) world.processes.end(world.processes.start(L"C:\\Windows\\explorer.exe"));
     machine.job = job_of(number);
+    if (release == 0) release = number == kNextDayRun ? kNextRelease : kNewRelease;
     machine.publish(release, release_files(release));
     machine.client_answers("apply");
     machine.start_client();
 }
 
-Ending Visit::run() {
-    Ending ending;
-    if (before_run) before_run(Run::first);
-    ending.first = machine.run_first();
-    const bool started = !client_starts().empty() || !machine.world.processes.starts().empty();
-    if (ending.first.end != winsim::RunResult::End::exited || ending.first.exit_code != 0 || !started) return ending;
-    run_ = Run::copy;
-    if (before_run) before_run(Run::copy);
-    ending.copy = machine.run_copy();
-    ending.copy_ran = true;
-    return ending;
+void HelperRun::run() {
+    begin('f');
+    processes_.push_back(machine.run_first());
+    const winsim::RunResult& first = processes_.back();
+    if (first.end != winsim::RunResult::End::exited || first.exit_code != 0) return;
+    if (machine.world.processes.starts().empty()) return;
+    begin('c');
+    processes_.push_back(machine.run_copy());
 }
 
-bool Visit::lock_is_held() const {
-    static const std::wstring name = L"Local\\VandrelUpdater-" + support::wide(folder_key());
-    return machine.world.processes.mutex_held(name);
+std::uint32_t HelperRun::own_fault(const winsim::Call& call) {
+    const bool due = fails_last_replacement && call.name == "ReplaceFileW" && call.subject == target_of("init.lua");
+    return due ? 1175 : 0;
 }
 
-std::vector<winsim::Start> Visit::client_starts() const {
-    std::vector<winsim::Start> starts;
-    for (const winsim::Start& start : machine.world.processes.starts()) {
-        if (start.application == support::kClient) starts.push_back(start);
-    }
+std::vector<winsim::Start> HelperRun::client_starts() const {
+    std::vector<winsim::Start> starts = machine.world.processes.starts();
+    std::erase_if(starts, [](const winsim::Start& start) { return start.application != support::kClient; });
     return starts;
+}
+
+Snapshot disk_of(const std::string& story) {
+    return story == "restoration" ? disk_with_interrupted_install() : disk_with_old_release();
+}
+
+void arrange(const std::string& story, HelperRun& run) {
+    support::Machine& machine = run.machine;
+    if (story == "update" || story == "restoration") return;
+    if (story == "taken-back") {
+        run.fails_last_replacement = true;
+    } else if (story == "withdrawn") {
+        machine.on_state("handoff", [&machine] { machine.say("cancel"); });
+    } else if (story == "cancelled") {
+        machine.tamper = [&machine, downloads = 0](const winsim::Request& request, winsim::Response&) mutable {
+            downloads += request.object.find(L"action=download") != std::wstring::npos ? 1 : 0;
+            if (downloads == 3) machine.say("cancel");
+        };
+    } else if (story == "scanned") {
+        winsim::at_call(machine.world, "MoveFileExW", machine.active_record(), winsim::Moment::after, [&machine] {
+            machine.world.disk.hold(machine.active_record(), GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+        });
+    } else {
+        throw std::invalid_argument("no such story: " + story);
+    }
+}
+
+const winsim::explore::Recording& recording_of(const std::string& story) {
+    static std::mutex mutex;
+    static std::map<std::string, winsim::explore::Recording> known;
+    const std::lock_guard lock(mutex);
+    if (const auto found = known.find(story); found != known.end()) return found->second;
+    HelperRun run(disk_of(story), kFirstRun);
+    arrange(story, run);
+    return known.emplace(story, winsim::explore::record(run)).first->second;
 }
 
 }  // namespace interruption

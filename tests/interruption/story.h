@@ -1,19 +1,18 @@
-// The story that every explored life tells: a player's folder on its way from one release to the next, one visit of the
-// client and the helper after another, each on the disk that the one before has left.
+// The histories that are explored: a player's folder on its way from one release to the next, one run of the client and
+// the helper after another, each on the disk that the one before has left.
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/support/machine.h"
-#include "winsim/world.h"
+#include "winsim/explore/explore.h"
 
 namespace interruption {
 
 using support::Files;
-using Snapshot = std::shared_ptr<const winsim::Disk::State>;
+using winsim::explore::Snapshot;
 
 // The managed files of the three releases. From the old to the new one: files are replaced (by longer, shorter and
 // empty ones, one of more than 64 KiB, the helper's own among them), added, added empty, and added in new folders;
@@ -31,50 +30,59 @@ Snapshot disk_with_old_release();
 // The same, its installation of the new release interrupted before the commit: every file is new, the record stands.
 Snapshot disk_with_interrupted_install();
 
-// The visits of a life: each has a job, process ids and a time of its own. The last one comes more than a day later,
+// The runs of a history: each has a job, process ids and a time of its own. The last one comes more than a day later,
 // with the next release; all others find the new release.
-inline constexpr int kFirstVisit = 1;     // the one that is cut, or meets faults and neighbours
-inline constexpr int kSecondVisit = 2;    // the recovery, cut again
-inline constexpr int kThirdVisit = 3;     // the recovery from that
-inline constexpr int kOrdinaryVisit = 4;  // brings the release where the one before has taken an install back
-inline constexpr int kNextDayVisit = 5;
+inline constexpr int kFirstRun = 1;     // the one that is disturbed
+inline constexpr int kSecondRun = 2;    // the recovery, cut again
+inline constexpr int kThirdRun = 3;     // the recovery from that
+inline constexpr int kOrdinaryRun = 4;  // brings the release where the one before has taken an install back
+inline constexpr int kNextDayRun = 5;
 
-std::wstring job_of(int visit);
-
-enum class Run : char { first = 'f', copy = 'c' };
-
-// How a visit ended. `copy` is only looked at if `copy_ran`.
-struct Ending {
-    winsim::RunResult first;
-    winsim::RunResult copy;
-    bool copy_ran = false;
-
-    const winsim::RunResult& last() const { return copy_ran ? copy : first; }
-};
+std::wstring job_of(int run);
 
 // One start of the client and the helper on a machine that has just been switched on, with `disk` in it. The client is
-// there, agrees to whatever is offered, and closes when it is told to.
-class Visit {
+// there, agrees to whatever is offered, and closes when it is told to. Its processes are the first instance, 'f', and,
+// if that has started one, the temporary copy, 'c'.
+class HelperRun : public winsim::explore::Run {
  public:
-    Visit(const Snapshot& disk, int number);
-    Visit(const Snapshot& disk, int number, std::uint32_t release);
+    // `release` is what the endpoint has; 0: what the run's number says.
+    HelperRun(const Snapshot& disk, int number, std::uint32_t release = 0);
+
+    winsim::World& world() override { return machine.world; }
+    void run() override;
+    std::uint32_t own_fault(const winsim::Call& call) override;
+    bool interfere(const std::string& action) override;  // the actions: see neighbours.h
 
     int number() const { return number_; }
-    Run run_now() const { return run_; }  // the process that is under way
     bool had_record() const { return had_record_; }
-    bool lock_is_held() const;
     std::vector<winsim::Start> client_starts() const;
-
-    // Runs the first instance, and the temporary copy if it has started one. `between` is called before each of them.
-    Ending run();
-    std::function<void(Run)> before_run;
+    // Once it has run.
+    const std::vector<winsim::RunResult>& processes() const { return processes_; }
+    bool copy_ran() const { return processes_.size() == 2; }
+    bool succeeded() const { return processes_.back().exit_code == 0; }
 
     support::Machine machine;
+    // The replacement of the plan's last file that existed fails before it has begun, so that all is taken back.
+    bool fails_last_replacement = false;
 
  private:
     int number_;
-    Run run_ = Run::first;
-    bool had_record_ = false;
+    bool had_record_;
+    std::vector<winsim::RunResult> processes_;
 };
+
+// The first runs that are disturbed:
+//   "update"       an update that would succeed
+//   "restoration"  of an interrupted install
+//   "cancelled"    the player cancels while the third file is on its way
+//   "withdrawn"    the player cancels while the client closes
+//   "taken-back"   an update whose last replacement fails, so that it is taken back at once
+//   "scanned"      an update during which somebody opens the active record as soon as it appears, shares its deletion,
+//                  and keeps it open
+// Other names: std::invalid_argument.
+Snapshot disk_of(const std::string& story);
+void arrange(const std::string& story, HelperRun& run);
+// The story's undisturbed first run.
+const winsim::explore::Recording& recording_of(const std::string& story);
 
 }  // namespace interruption

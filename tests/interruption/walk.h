@@ -1,17 +1,14 @@
-// A random walk: a folder's life over several releases, with cuts, faults and neighbours in one life.
+// Random walks: one folder over several releases, with cuts, faults and neighbours in one history.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
-#include "tests/interruption/report.h"
+#include "winsim/explore/walks.h"
 
 namespace interruption {
 
-// The life number `life` of the walk `seed`: the same each time. Empty if the folder was whole whenever it had to be.
-std::string walk_one_life(std::uint64_t seed, std::uint64_t life, bool trace);
-
-// Lives 0, 1, 2 ... until `lives` are done or `seconds` have gone by; 0: no such limit (not both).
-void walk(std::uint64_t seed, std::uint64_t lives, std::uint64_t seconds, Report& report);
+// What is wrong in one history; empty if the folder was whole whenever it had to be. `trace` prints what disturbed each
+// run, and what the helper said.
+std::string wrong_in_walk(winsim::explore::Dice& dice, bool trace);
 
 }  // namespace interruption

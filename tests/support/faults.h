@@ -11,33 +11,28 @@
 #include <string>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include "base/failure.h"
 #include "tests/support/machine.h"
+#include "winsim/script.h"
 
 namespace support {
+
+using winsim::at_call;
+using winsim::kAlways;
 
 // The error of an injected fault unless another is asked for: no test's machine gives it by itself, so a message that
 // carries it was composed behind the call.
 inline constexpr std::uint32_t kDistinct = 1117;
 
-// Takes over the gate's fault rule until it is destroyed. Keeps the last errors from before the faults.
-class Faults {
+// Scripted faults, with the words of the failures that they lead to.
+class Faults : public winsim::FaultScript {
  public:
-    explicit Faults(winsim::World& world) : world_(world) {
-        world.gate.set_fault_rule([this](const winsim::Call& call) { return ask(call); });
-    }
-    ~Faults() { world_.gate.set_fault_rule(nullptr); }
-    Faults(const Faults&) = delete;
-    Faults& operator=(const Faults&) = delete;
+    explicit Faults(winsim::World& world) : FaultScript(world), world_(world) {}
 
-    // Calls named `call` on a subject that contains `part`: `skip` of them run, then `times` of them fail.
     void add(std::string call, std::wstring part = L"", std::uint32_t error = kDistinct, int times = 1, int skip = 0) {
-        faults_.push_back({std::move(call), std::move(part), error, times, skip});
+        FaultScript::add(std::move(call), std::move(part), error, times, skip);
     }
-    bool happened() const { return !before_.empty(); }
-
     // "<context> (N): <text>" with the fault's number, and with the last error from before the call.
     std::wstring text_after(const std::wstring& context, std::uint32_t error = kDistinct) const {
         const winsim::World::Guard guard(world_);
@@ -45,33 +40,11 @@ class Faults {
     }
     // `back` counts from the latest fault.
     std::wstring text_before(const std::wstring& context, std::size_t back = 0) const {
-        return text_after(context, before_.at(before_.size() - 1 - back));
+        return text_after(context, error_before(back));
     }
 
  private:
-    struct Fault {
-        std::string call;
-        std::wstring part;
-        std::uint32_t error;
-        int times;
-        int skip;
-    };
-
-    std::uint32_t ask(const winsim::Call& call) {
-        for (Fault& fault : faults_) {
-            if (fault.call != call.name || call.subject.find(fault.part) == std::wstring_view::npos) continue;
-            if (fault.times == 0 || fault.skip-- > 0) continue;
-            fault.skip = 0;
-            --fault.times;
-            before_.push_back(world_.gate.last_error);
-            return fault.error;
-        }
-        return 0;
-    }
-
     winsim::World& world_;
-    std::vector<Fault> faults_;
-    std::vector<std::uint32_t> before_;
 };
 
 // What a failure is expected to say; known only once the faults have happened where its number is.
@@ -85,16 +58,6 @@ inline Words before(const wchar_t* context, std::size_t back = 0) {
 }
 inline Words after(const wchar_t* context, std::uint32_t error = kDistinct) {
     return [=](const Faults& faults) { return faults.text_after(context, error); };
-}
-
-// Does `action` once, at `when` of the first call of that name on a subject that ends in `part`.
-inline void at_call(winsim::World& world, const char* name, std::wstring part, winsim::Moment when,
-                    std::function<void()> action) {
-    world.gate.add_watcher([=, done = false](const winsim::Call& call, winsim::Moment moment) mutable {
-        if (done || moment != when || call.name != name || !call.subject.ends_with(part)) return;
-        done = true;
-        action();
-    });
 }
 
 // Puts a junction to C:\Real in the place of whatever stands at `path`.

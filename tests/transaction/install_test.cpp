@@ -46,6 +46,22 @@ TEST(Install, the_intent_is_durable_before_the_first_client_file_changes) {  // 
     EXPECT_TRUE(looked);
 }
 
+TEST(Install, each_change_of_a_file_is_durable_when_its_call_returns) {  // (2)
+    const struct {
+        const char* call;
+        std::string file;
+        const char* content;
+    } rows[] = {{"ReplaceFileW", kReplaced, "things 2"}, {"MoveFileExW", kNew, "new 2"}};
+    for (const auto& row : rows) {
+        Install install;
+        winsim::Disk left;
+        at_call(install.world, row.call, wide(row.file), winsim::Moment::after,
+                [&] { left.restore(install.world.disk.snapshot_after(install.world.disk.all_lost())); });
+        EXPECT_EQ(install.install_it(), L"");
+        EXPECT_EQ(left.read(install.target(row.file)), row.content) << row.call;
+    }
+}
+
 TEST(Install, it_hears_no_command_and_writes_no_status) {
     Install install;
     install.say("cancel");

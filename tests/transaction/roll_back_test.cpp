@@ -82,6 +82,15 @@ TEST(RollBack, each_state_of_a_file_leads_to_its_action_and_a_second_run_changes
     }
 }
 
+TEST(RollBack, a_restored_file_is_durable_when_its_rename_returns) {  // (3)
+    Interrupted machine(true, kPrior, kRelease);
+    winsim::Disk left;
+    at_call(machine.world, "MoveFileExW", L"init.lua", winsim::Moment::after,
+            [&] { left.restore(machine.world.disk.snapshot_after(machine.world.disk.all_lost())); });
+    EXPECT_EQ(machine.roll_back(), L"");
+    EXPECT_EQ(left.read(machine.target(kFile)), kContents[kPrior]);
+}
+
 TEST(RollBack, behind_a_bad_backup_the_target_is_not_looked_at) {
     Interrupted machine(true, kOther, kRelease);
     machine.faults.add("GetFileAttributesExW", L"Game\\init.lua", 5, 100);

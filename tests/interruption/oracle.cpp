@@ -70,38 +70,19 @@ bool is_present(const Picture& picture, const std::wstring& path, const std::str
     return found != picture.end() && found->second.content == content;
 }
 
-// `expected`: what stands in `before`, but for the files that a release puts there.
+// Empty folders that were made for new files may stay.
 std::string compare_others(const Picture& before, const Picture& now, const std::set<std::wstring>& exempt) {
-    for (const auto& [path, seen] : before) {
-        if (exempt.contains(path)) continue;
-        const auto found = now.find(path);
-        if (found == now.end()) return wrong("gone", path);
-        if (found->second.content != seen.content) return wrong("content changed", path);
-        if (!(found->second == seen)) return wrong("time or attributes changed", path);
-    }
-    for (const auto& [path, seen] : now) {
-        if (!exempt.contains(path) && !before.contains(path) && !is_folder_of_new_file(path)) {
-            return wrong("came from nowhere", path);
-        }
-    }
-    return {};
+    return winsim::explore::difference(before, now, [&](const std::wstring& path) {
+        return exempt.contains(path) || (!before.contains(path) && is_folder_of_new_file(path));
+    });
 }
 
 }  // namespace
 
 Picture picture_of(const winsim::Disk& disk) {
-    Picture picture;
-    for (const std::wstring& path : disk.tree(L"C:\\")) {
-        if (is_helpers_own(path)) continue;
-        const bool folder = path.ends_with(L'\\');
-        if (path == kUpdaterFolder || (folder && is_folder_of_new_file(path))) continue;
-        Seen& seen = picture[path];
-        seen.attributes = disk.attributes(path);
-        if (folder) continue;
-        seen.content = disk.read(path);
-        seen.write_time = disk.write_time(path);
-    }
-    return picture;
+    return winsim::explore::picture_of(disk, [](const std::wstring& path) {
+        return is_helpers_own(path) || path == kUpdaterFolder || is_folder_of_new_file(path);
+    });
 }
 
 Picture picture_of(const Snapshot& disk) {

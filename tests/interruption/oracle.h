@@ -2,25 +2,17 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "tests/interruption/story.h"
+#include "winsim/explore/picture.h"
 
 namespace interruption {
 
-// Every file and folder on the disk that isn't the helper's own: path to content, time and attributes. Folders have a
-// trailing "\" and no content.
-struct Seen {
-    std::string content;
-    std::uint64_t write_time = 0;
-    std::uint32_t attributes = 0;
+using winsim::explore::Picture;
 
-    bool operator==(const Seen&) const = default;
-};
-using Picture = std::map<std::wstring, Seen>;
-
+// Every file and folder on the disk that isn't the helper's own.
 Picture picture_of(const winsim::Disk& disk);
 Picture picture_of(const Snapshot& disk);
 

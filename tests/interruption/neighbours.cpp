@@ -81,27 +81,47 @@ void answer_otherwise(support::Machine& machine, const Action& action) {
     });
 }
 
+// The copy's calls of an undisturbed run that tell what it knows of a file, by their numbers.
+struct Looks {
+    Looks(const std::string& story, const std::string& managed) {
+        for (const RecordedCall& call : recording_of(story).calls) {
+            if (call.process != 'c') continue;
+            if (call.name == "MoveFileExW" && call.subject.ends_with(L"\\active.transaction")) published = call.number;
+            if (call.subject != subject_of(managed)) continue;
+            if (call.name == "CreateFileW" && change == 0) before_change.push_back(call.number);
+            if (call.name == "CreateFileW") last = call.number;
+            const bool changes =
+                call.name == "ReplaceFileW" || call.name == "MoveFileExW" || call.name == "DeleteFileW";
+            if (changes) change = call.number;
+        }
+    }
+
+    std::vector<std::uint64_t> before_change;
+    std::uint64_t published = 0;  // the record
+    std::uint64_t change = 0;     // of the file
+    std::uint64_t last = 0;       // look at it, of all
+};
+
 // Whether somebody's work on a file must outlive the run. It may be overwritten only where the rules accept it: an
 // update that has found it there replaces it with the player's consent; and between the last look at a file and its
 // change lies a gap.
-bool must_survive(const std::string& story, const Interference& done, const Action& action) {
-    std::vector<std::uint64_t> looks;  // the copy's opens of the file, before its change
-    std::uint64_t change = 0;
-    std::uint64_t published = 0;
-    for (const RecordedCall& call : recording_of(story).calls) {
-        if (call.process != 'c') continue;
-        if (call.name == "MoveFileExW" && call.subject.ends_with(L"\\active.transaction")) published = call.number;
-        if (call.subject != subject_of(action.object)) continue;
-        if (call.name == "CreateFileW" && change == 0) looks.push_back(call.number);
-        if (call.name == "ReplaceFileW" || call.name == "MoveFileExW" || call.name == "DeleteFileW")
-            change = call.number;
-    }
+bool must_survive(const std::string& story, const Interference& done, const Looks& looks) {
     const bool in_copy = done.process == 'c';
-    if (in_copy && done.call > change) return true;
-    if (story == "restoration") return !in_copy || done.call <= looks.at(0);
+    if (in_copy && done.call > looks.change) return true;
+    if (story == "restoration") return !in_copy || done.call <= looks.before_change.at(0);
     if (!in_copy) return false;
-    if (looks.empty()) return done.call > published;  // a new file: its rename never replaces
-    return done.call > looks.at(looks.size() - 2) && done.call <= looks.back();
+    const std::size_t count = looks.before_change.size();
+    if (count == 0) return done.call > looks.published;  // a new file: its rename never replaces
+    return done.call > looks.before_change.at(count - 2) && done.call <= looks.before_change.back();
+}
+
+// Whether the file is what a run that has succeeded says of it.
+bool is_as_promised(const std::string& story, const winsim::Disk& disk, const std::string& managed) {
+    const Files& release = release_files(story == "restoration" ? kOldRelease : kNewRelease);
+    const auto promised = release.find(managed);
+    const std::wstring path = target_of(managed);
+    if (promised == release.end()) return !disk.exists(path);
+    return disk.exists(path) && !disk.is_folder(path) && disk.read(path) == promised->second;
 }
 
 bool is_lost(const winsim::Disk& disk, const std::wstring& path) {
@@ -193,8 +213,14 @@ std::string wrong_beside(Recovery& recovery, const std::string& story, HelperRun
     if (!wrong.empty()) return wrong;
     const bool harmless = !came || action.what == "half" || done.action == "reader,80";
     if (harmless && !run.succeeded()) return "failed though nothing was in its way";
-    const bool lost = came && action.what == "edited" && is_lost(disk, target_of(action.object));
-    if (lost && must_survive(story, done, action)) return "the neighbour's work is lost";
+    if (came && action.is_of_file()) {
+        const Looks looks(story, action.object);
+        const bool lost = action.what == "edited" && is_lost(disk, target_of(action.object));
+        if (lost && must_survive(story, done, looks)) return "the neighbour's work is lost";
+        const bool in_time = done.process == 'f' || done.call <= looks.last;
+        const bool proved = in_time && action.what != "backup-flipped";  // whose proof has a gap of its own
+        if (run.succeeded() && proved && !is_as_promised(story, disk, action.object)) return "succeeded in vain";
+    }
     if (action.what == "silent" || action.what == "gone") {
         wrong = not_as_before(picture_of(disk_of(story)), picture_of(disk));
         if (run.succeeded() || !wrong.empty()) return "went on without the player's consent: " + wrong;

@@ -121,6 +121,7 @@ Recording record(Run& run) {
         recording.calls.push_back({run.process(), call.number, std::string(call.name), std::wstring(call.subject)});
     });
     run.run();
+    run.world().gate.clear_rules();
     return recording;
 }
 

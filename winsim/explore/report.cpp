@@ -48,8 +48,8 @@ std::string Report::violations(std::size_t most) const {
 
 void Report::print(std::size_t most_violations) const {
     for (const auto& [kind, known] : tolerated_) {
-        std::printf("%8llu  tolerated: %s\n          the first is --replay %s\n",
-                    static_cast<unsigned long long>(known.cases), kind.c_str(), known.first.c_str());
+        std::printf("%8llu  tolerated: %s\n          the first is %s\n", static_cast<unsigned long long>(known.cases),
+                    kind.c_str(), known.first.c_str());
     }
     for (const auto& [name, amount] : counts_) {
         std::printf("%12llu  %s\n", static_cast<unsigned long long>(amount), name.c_str());

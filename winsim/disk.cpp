@@ -107,8 +107,13 @@ void Disk::put(const std::wstring& path, std::string content, std::uint64_t writ
     const NodeId file = make(*impl_, path, FILE_ATTRIBUTE_ARCHIVE);
     Node& node = impl_->state.edit_node(file);
     if (node.is_folder()) throw std::invalid_argument("a folder stands at this path");
-    node.live.bytes = CopyOnWrite<Bytes>(Bytes(std::move(content)));
-    node.live.write_time = write_time;
+    node.live = {CopyOnWrite<Bytes>(Bytes(std::move(content))), write_time};
+    node.flushed = node.live;
+}
+
+void Disk::lengthen(const std::wstring& path, std::uint64_t zeros) {
+    Node& node = impl_->state.edit_node(require(*impl_, path).id);
+    node.live.hole = zeros;
     node.flushed = node.live;
 }
 

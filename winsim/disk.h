@@ -44,6 +44,9 @@ class Disk {
     void make_folder(const std::wstring& path);
     void put(const std::wstring& path, std::string content);  // a new or changed file, written now; asks no handle
     void put(const std::wstring& path, std::string content, std::uint64_t write_time);
+    // The file ends in so many zeros, which take no memory: for files of 4 GiB. `read` leaves them out. Not to be
+    // written to.
+    void lengthen(const std::wstring& path, std::uint64_t zeros);
     void make_junction(const std::wstring& path, const std::wstring& target_folder);
     void erase(const std::wstring& path);  // a file, junction or whole tree; nothing there is fine
     void set_attributes(const std::wstring& path, std::uint32_t attributes);  // a folder stays one, a junction too

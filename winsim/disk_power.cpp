@@ -29,7 +29,7 @@ std::uint64_t hash_bytes(const std::string& bytes) {
 }
 
 std::uint64_t hash_content(std::uint64_t hash, const Content& content) {
-    return mix(mix(hash, content.bytes->hash()), content.write_time);
+    return mix(mix(mix(hash, content.bytes->hash()), content.hole), content.write_time);
 }
 
 // All flags false but the first `count`.

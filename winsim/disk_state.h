@@ -67,8 +67,11 @@ class Bytes {
 struct Content {
     CopyOnWrite<Bytes> bytes;
     std::uint64_t write_time = 0;
+    std::uint64_t hole = 0;  // zeros behind the bytes, which are counted and read but not stored
 
-    bool same(const Content& other) const { return bytes.same(other.bytes) && write_time == other.write_time; }
+    bool same(const Content& other) const {
+        return bytes.same(other.bytes) && write_time == other.write_time && hole == other.hole;
+    }
 };
 
 struct Node {
@@ -82,7 +85,7 @@ struct Node {
     bool is_junction() const { return (attributes & 0x400U) != 0; }
     bool is_plain_folder() const { return (attributes & 0x410U) == 0x10U; }
     bool is_read_only() const { return (attributes & 0x1U) != 0; }
-    std::uint64_t size() const { return live.bytes->text().size(); }
+    std::uint64_t size() const { return live.bytes->text().size() + live.hole; }
 };
 
 struct Name {

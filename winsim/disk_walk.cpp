@@ -120,6 +120,7 @@ void Disk::Impl::truncate(NodeId file) {
     if (state.free_bytes) *state.free_bytes += state.node(file).size();
     Content& content = state.edit_node(file).live;
     content.bytes = {};
+    content.hole = 0;
     content.write_time = now();
 }
 

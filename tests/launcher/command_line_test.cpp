@@ -1,12 +1,9 @@
-#include <functional>
-
 #include "launcher/parse_launch_options.h"
 #include "tests/launcher/launcher_test.h"
 
 namespace support {
 namespace {
 
-const std::wstring kUpperJob = L"0123456789ABCDEF0123456789ABCDEF";
 const std::wstring kRoaming = L"C:\\Users\\Ana\\AppData\\Roaming";
 const std::wstring kStatusFile = std::wstring(L"\\") + kJob + L".status.json";
 
@@ -27,19 +24,19 @@ struct Fault {
 auto argument(const char* slot, const wchar_t* text) {
     return [slot, text](Line& line) { line.arguments[slot] = text; };
 }
-auto failing(const char* call, const wchar_t* subject = L"") {
+auto refused(const char* call, const wchar_t* subject = L"") {
     return [call, subject](Line& line) { line.faults.add(call, subject, 5, 1000); };
 }
 auto without(const wchar_t* path) {
     return [path](Line& line) { line.machine.world.disk.erase(path); };
 }
-auto junction(const wchar_t* path) {
+auto redirected(const wchar_t* path) {
     return [path](Line& line) { redirect(line.machine.world, path); };
 }
 
 // In the order in which they are found.
 const std::vector<Fault> kFaults{
-    {Of::both, "argv", L"Argumentos invalidos.", failing("CommandLineToArgvW")},
+    {Of::both, "argv", L"Argumentos invalidos.", refused("CommandLineToArgvW")},
     {Of::both, "twice", L"Argumento repetido.", argument("twice", L"/cLIENT=x")},
     {Of::both, "foreign", L"Argumento desconhecido.", argument("foreign", L"/VERBOSE")},
     {Of::both, "check", L"Este auxiliar deve ser iniciado pela interface Vandrel.",
@@ -48,21 +45,21 @@ const std::vector<Fault> kFaults{
     {Of::both, "client", L"Backend invalido.", argument("client", L"/CLIENT=brindler_dx_x86.exe")},
     {Of::both, "job", L"Identificador de atualizacao invalido.", argument("job", L"/JOB=0123")},
     {Of::both, "status", L"Destino de status invalido.", argument("status", L"/STATUS=status.json")},
-    {Of::both, "roaming", L"AppData indisponivel.", failing("SHGetFolderPathW")},
+    {Of::both, "roaming", L"AppData indisponivel.", refused("SHGetFolderPathW")},
     {Of::both, "status", L"Status fora do perfil BrindlerQ3.",
      argument("status", L"/STATUS=C:\\x\\y\\updater\\0123456789abcdef0123456789abcdef.status.json")},
     {Of::both, "profile", L"Perfil com redirecionamento recusado.",
-     junction(L"C:\\Users\\Ana\\AppData\\Roaming\\BrindlerQ3\\main")},
+     redirected(L"C:\\Users\\Ana\\AppData\\Roaming\\BrindlerQ3\\main")},
     {Of::both, "waitpid", L"PID invalido.", argument("waitpid", L"/WAITPID=1x")},
     {Of::both, "waitpid", L"PID fora do limite.", argument("waitpid", L"/WAITPID=4294967296")},
     {Of::both, "waitpid", L"PID do cliente obrigatorio.", argument("waitpid", L"/WAITPID=0")},
-    {Of::first, "module", L"Nao foi possivel identificar o atualizador.", failing("GetModuleFileNameW")},
-    {Of::both, "folder", L"Pasta do cliente invalida.", junction(L"C:\\Game")},
+    {Of::first, "module", L"Nao foi possivel identificar o atualizador.", refused("GetModuleFileNameW")},
+    {Of::both, "folder", L"Pasta do cliente invalida.", redirected(L"C:\\Game")},
     {Of::copy, "root", L"Pasta do cliente invalida.", argument("root", L"/ROOT=Game")},
     {Of::both, "folder", L"Pasta sem cliente Vandrel completo.", without(L"C:\\Game\\init.lua")},
-    {Of::both, "link", L"Executavel redirecionado recusado.", failing("GetFileAttributesW", kClient)},
-    {Of::copy, "temporary", L"TEMP indisponivel.", failing("GetTempPathW")},
-    {Of::copy, "module", L"Nao foi possivel identificar o atualizador.", failing("GetModuleFileNameW")},
+    {Of::both, "link", L"Executavel redirecionado recusado.", refused("GetFileAttributesW", kClient)},
+    {Of::copy, "temporary", L"TEMP indisponivel.", refused("GetTempPathW")},
+    {Of::copy, "module", L"Nao foi possivel identificar o atualizador.", refused("GetModuleFileNameW")},
     {Of::copy, "place", L"Auxiliar temporario fora do diretorio esperado.",
      [](Line& line) { line.image = L"C:\\Users\\Ana\\Vandrel Updater.exe"; }},
     {Of::first, "root", L"ROOT reservado ao auxiliar temporario.", argument("root", L"/ROOT=C:\\Game")},
@@ -92,7 +89,7 @@ struct Value {
 
 TEST(CommandLine, each_value_is_held_against_its_rule) {
     const std::wstring profile = L"/STATUS=" + kRoaming + L"\\BrindlerQ3";
-    const std::vector<Value> values{
+    std::vector<Value> values{
         {"check", L"/cHeCk=anything", L""},
         {"check", L"/CHEC\u212A", L"Argumento desconhecido."},  // the Kelvin sign is no k
         {"extra", L"", L"Argumento desconhecido."},
@@ -105,8 +102,10 @@ TEST(CommandLine, each_value_is_held_against_its_rule) {
         {"job", L"/JOB=" + kUpperJob, L""},
         {"job", L"/JOB=" + kUpperJob.substr(1), L"Identificador de atualizacao invalido."},
         {"job", L"/JOB=" + kUpperJob + L"0", L"Identificador de atualizacao invalido."},
-        {"job", L"/JOB=g" + kUpperJob.substr(1), L"Identificador de atualizacao invalido."},
         {"status", L"/STATUS=C:/Users/Ana/AppData/Roaming/brindlerq3/other/updater/" + kStatusFile.substr(1), L""},
+        {"status", profile + L"\\a=b=c\\updater" + kStatusFile, L""},
+        {"status", L"/STATUS=AppData\\Roaming\\BrindlerQ3\\main\\updater" + kStatusFile,
+         L"Destino de status invalido."},
         {"status", L"/STATUS=C:" + kStatusFile.substr(1), L"Destino de status invalido."},
         {"status", profile + L"\\main\\Updater" + kStatusFile, L"Destino de status invalido."},
         {"status", profile + L"\\main\\updater\\" + kUpperJob + L".status.json", L"Destino de status invalido."},
@@ -119,9 +118,12 @@ TEST(CommandLine, each_value_is_held_against_its_rule) {
         {"waitpid", L"/WAITPID=0000000001", L""},
         {"waitpid", L"/WAITPID=4294967295", L""},
         {"waitpid", L"/WAITPID=00000000000", L"PID invalido."},
-        {"waitpid", L"/WAITPID=+1", L"PID invalido."},
-        {"waitpid", L"/WAITPID= 1", L"PID invalido."},
     };
+    // Just outside the digits and the letters, and what would lead elsewhere as a folder's name.
+    for (const wchar_t unit : std::wstring(L"/:@G`g\\.+ ")) {
+        values.push_back({"job", L"/JOB=" + kUpperJob.substr(1) + unit, L"Identificador de atualizacao invalido."});
+        values.push_back({"waitpid", L"/WAITPID=1" + std::wstring(1, unit), L"PID invalido."});
+    }
     for (const Value& value : values) {
         Line line;
         line.arguments[value.slot] = value.argument;
@@ -130,39 +132,39 @@ TEST(CommandLine, each_value_is_held_against_its_rule) {
     }
 }
 
-TEST(CommandLine, two_empty_arguments_are_one_key_given_twice) {
-    Line line;
-    line.arguments["a"] = line.arguments["b"] = L"";
-    EXPECT_EQ(refusal_of(line), L"Argumento repetido.");
-}
+struct Place {
+    const char* name;
+    std::function<void(Line&)> arrange;
+    const wchar_t* message;
+};
 
-TEST(CommandLine, without_arguments_it_is_no_start_by_the_interface) {
-    Line line;
-    line.arguments.clear();
-    EXPECT_EQ(refusal_of(line), L"Este auxiliar deve ser iniciado pela interface Vandrel.");
-}
+const std::vector<Place> kPlaces{
+    {"a folder that isn't there", argument("root", L"/ROOT=C:\\Nowhere"), L"Pasta do cliente invalida."},
+    {"a file", argument("root", L"/ROOT=C:\\Game\\init.lua"), L"Pasta do cliente invalida."},
+    {"no client", without(L"C:\\Game\\brindler_dx_x64.exe"), L"Pasta sem cliente Vandrel completo."},
+    {"no modules", without(L"C:\\Game\\modules"), L"Pasta sem cliente Vandrel completo."},
+    {"no data", without(L"C:\\Game\\data"), L"Pasta sem cliente Vandrel completo."},
+    {"no other backend", without(L"C:\\Game\\brindler_gl_x64.exe"), L""},
+    // What counts as a folder follows links; the guards refuse them, where something is written.
+    {"linked modules", redirected(L"C:\\Game\\modules"), L""},
+    {"a file not to be looked at", refused("GetFileAttributesExW", L"init.lua"), L"[status]"},
+    {"a status file that is a link", [](Line& line) { redirect(line.machine.world, line.machine.status_path()); }, L""},
+    {"a roaming folder with a warning", [](Line& line) { line.machine.world.roaming_error = 1; },
+     L"Status fora do perfil BrindlerQ3."},
+    {"a temporary folder of 8000 units",
+     [](Line& line) {
+         line.machine.world.temporary = L"C:\\" + std::wstring(8000, L't') + L"\\";
+         line.image = line.machine.world.temporary + L"VandrelUpdater\\" + kJob + kCopyName;
+     },
+     L""},
+};
 
-TEST(CommandLine, the_client_folder_must_hold_a_whole_client) {
-    for (const wchar_t* piece : {L"brindler_dx_x64.exe", L"init.lua", L"modules", L"data"}) {
-        Line line;
-        line.machine.world.disk.erase(std::wstring(L"C:\\Game\\") + piece);
-        EXPECT_EQ(refusal_of(line), L"Pasta sem cliente Vandrel completo.") << narrow(piece);
+TEST(CommandLine, each_place_is_held_against_its_rule) {
+    for (const Place& place : kPlaces) {
+        Line line(true);
+        place.arrange(line);
+        EXPECT_EQ(refusal_of(line), place.message) << place.name;
     }
-    Line other_backend_missing;
-    other_backend_missing.machine.world.disk.erase(L"C:\\Game\\brindler_gl_x64.exe");
-    EXPECT_EQ(refusal_of(other_backend_missing), L"");
-    Line linked_modules;  // what counts as a folder follows links; the guards refuse them, where something is written
-    junction(L"C:\\Game\\modules")(linked_modules);
-    EXPECT_EQ(refusal_of(linked_modules), L"");
-    Line unreadable;
-    unreadable.faults.add("GetFileAttributesExW", L"init.lua", 5);
-    EXPECT_EQ(refusal_of(unreadable), L"[status]");
-}
-
-TEST(CommandLine, the_status_folder_is_guarded_and_not_the_file) {
-    Line line;
-    redirect(line.machine.world, line.machine.status_path());
-    EXPECT_EQ(refusal_of(line), L"");
 }
 
 TEST(CommandLine, a_good_line_becomes_the_record_and_only_its_copy_makes_the_status_folder) {

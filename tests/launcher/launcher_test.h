@@ -1,8 +1,11 @@
-// What the launcher's tests share: a machine with an update to make, and a command line in the making.
+// What the launcher's tests share: a machine with an update to make, what may befall it, and a command line in the
+// making.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -11,6 +14,15 @@
 #include "tests/support/machine.h"
 
 namespace support {
+
+using Starts = std::vector<std::wstring>;
+inline const std::wstring kPlainStart = L"\"C:\\Game\\brindler_dx_x64.exe\"";
+inline const std::wstring kRecoveredStart = kPlainStart + L" --vandrel-update-recovered";
+inline const std::wstring kHelpers = L"C:\\Users\\Ana\\AppData\\Local\\Temp\\VandrelUpdater";
+inline const std::wstring kCopyName = L"\\Vandrel Updater.exe";
+inline const std::wstring kUpperJob = L"0123456789ABCDEF0123456789ABCDEF";
+inline const std::wstring kNextJob(32, L'f');
+inline constexpr std::uint64_t kDayTicks = 864000000000;  // of 100 ns
 
 // Five files to write, in this order: Vandrel Updater.exe, init.lua and modules/game.lua replace, the others are new.
 inline Files release_two() {
@@ -32,15 +44,15 @@ struct Job : Machine {
     }
 
     std::wstring detail() const { return wide(status().detail); }
-    bool downloads_requested() const {
-        for (const winsim::Request& request : world.network.requests()) {
-            if (request.object.find(L"action=download") != std::wstring::npos) return true;
-        }
-        return false;
+    bool was_told(const char* state) const { return std::ranges::count(states(), state) != 0; }
+    bool asked_for(const wchar_t* action) const {
+        return std::ranges::any_of(world.network.requests(), [&](const winsim::Request& request) {
+            return request.object.find(action) != std::wstring::npos;
+        });
     }
     // The clients that the helper has started: their command lines.
-    std::vector<std::wstring> client_starts() const {
-        std::vector<std::wstring> lines;
+    Starts client_starts() const {
+        Starts lines;
         for (const winsim::Start& start : world.processes.starts()) {
             if (start.application == kClient) lines.push_back(start.command_line);
         }
@@ -48,8 +60,58 @@ struct Job : Machine {
     }
 };
 
-inline const std::wstring kPlainStart = L"\"C:\\Game\\brindler_dx_x64.exe\"";
-inline const std::wstring kRecoveredStart = kPlainStart + L" --vandrel-update-recovered";
+// What may befall a job before it runs, or at a moment of its run.
+using Event = std::function<void(Job&, Faults&)>;
+inline void nothing(Job& /*job*/, Faults& /*faults*/) {}
+
+inline Event failing(const char* call, const wchar_t* part = L"", std::uint32_t error = kDistinct, int times = 1,
+                     int skip = 0) {
+    return [=](Job&, Faults& faults) { faults.add(call, part, error, times, skip); };
+}
+inline Event says(const char* command) {
+    return [=](Job& job, Faults&) { job.say(command); };
+}
+inline void ends(Job& job, Faults& /*faults*/) {
+    job.end_client();
+}
+inline Event runs(const wchar_t* image) {
+    return [=](Job& job, Faults&) { job.world.processes.start(image); };
+}
+inline Event file(const wchar_t* path, const char* content) {
+    return [=](Job& job, Faults&) { job.world.disk.put(path, content); };
+}
+inline Event folder(const wchar_t* path) {
+    return [=](Job& job, Faults&) {
+        job.world.disk.erase(path);
+        job.world.disk.make_folder(path);
+    };
+}
+inline Event junction(const std::wstring& path) {
+    return [=](Job& job, Faults&) { redirect(job.world, path); };
+}
+inline Event answered(std::function<void(const winsim::Request&, winsim::Response&)> tamper) {
+    return [=](Job& job, Faults&) { job.tamper = tamper; };
+}
+inline Event both(Event first, Event second) {
+    return [=](Job& job, Faults& faults) {
+        first(job, faults);
+        second(job, faults);
+    };
+}
+// Later: when the status says so, and before or behind the first such call.
+inline Event on(const char* state, Event event) {
+    return [=](Job& job, Faults& faults) { job.on_state(state, [=, &job, &faults] { event(job, faults); }); };
+}
+inline Event ahead_of(const char* call, const wchar_t* part, Event event) {
+    return [=](Job& job, Faults& faults) {
+        at_call(job.world, call, part, winsim::Moment::before, [=, &job, &faults] { event(job, faults); });
+    };
+}
+inline Event behind(const char* call, const wchar_t* part, Event event) {
+    return [=](Job& job, Faults& faults) {
+        at_call(job.world, call, part, winsim::Moment::after, [=, &job, &faults] { event(job, faults); });
+    };
+}
 
 // A command line that passes every check, of the first instance or of the temporary copy; tests spoil it by slot.
 struct Line {
@@ -65,7 +127,7 @@ struct Line {
         if (!copy) return;
         arguments["relocated"] = L"/RELOCATED";
         arguments["root"] = L"/ROOT=C:\\Game";
-        image = machine.world.temporary + L"VandrelUpdater\\" + machine.job + L"\\Vandrel Updater.exe";
+        image = kHelpers + L"\\" + machine.job + kCopyName;
     }
 
     std::wstring text() const {
@@ -74,7 +136,7 @@ struct Line {
         return line;
     }
 
-    Machine machine;
+    Job machine;
     Faults faults{machine.world};
     std::wstring image = kHelper;
     std::map<std::string, std::wstring> arguments;

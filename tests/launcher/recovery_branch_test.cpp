@@ -1,5 +1,3 @@
-#include <functional>
-
 #include "tests/launcher/launcher_test.h"
 
 namespace support {
@@ -21,10 +19,10 @@ struct Interrupted : Job {
         world.network.forget_requests();
         world.processes.forget_starts();
         forget_history();
-        begin_job(L"ffffffffffffffffffffffffffffffff");
+        begin_job(kNextJob);
     }
 
-    void begin_job(const wchar_t* id) {
+    void begin_job(const std::wstring& id) {
         job = id;
         start_client();
     }
@@ -34,7 +32,12 @@ TEST(Recovery, an_interrupted_install_is_taken_back_without_a_server) {
     Interrupted machine;
     ASSERT_TRUE(machine.world.disk.exists(machine.active_record()));
     ASSERT_EQ(machine.client_files()["init.lua"], "-- start 2, longer");
+    std::string told;
+    at_call(machine.world, "CreateProcessW", L"dx_x64.exe", winsim::Moment::before,
+            [&] { told = machine.status().state; });
+    machine.publish(3, release_two());  // (4): it isn't even asked for
     EXPECT_EQ(machine.update(), 0);
+    EXPECT_EQ(told, "current");
     EXPECT_TRUE(machine.world.network.requests().empty());
     EXPECT_TRUE(machine.client_files() == minimal_client());
     EXPECT_EQ(machine.store(), std::vector<std::wstring>{});
@@ -59,63 +62,73 @@ TEST(Recovery, an_interrupted_install_is_taken_back_without_a_server) {
 
 struct Stuck {
     const char* name;
-    std::function<void(Interrupted&, Faults&)> arrange;
+    Event event;
     Words detail;
 };
 
+Event record(std::size_t size) {
+    return [=](Job& job, Faults&) { job.world.disk.put(job.active_record(), std::string(size, '\0')); };
+}
+void silent(Job& job, Faults& /*faults*/) {
+    job.forget_command();
+}
+
+const Words kCancelled = text(L"Atualizacao cancelada.");
+const std::vector<Stuck> kStuck{
+    {"a record of 32 MiB that is none", record(33554432), text(L"Registro de recuperacao invalido.")},
+    {"a record of a byte more", record(33554433), text(L"Arquivo excede o limite permitido.")},
+    {"a record not to be opened", failing("CreateFileW", L"active.transaction", kDistinct, 100),
+     after(L"Abrir arquivo")},
+    {"cancel instead of apply", on("update_available", says("cancel")), kCancelled},
+    {"no answer in time", on("update_available", silent), text(L"Tempo de autorizacao esgotado.")},
+    {"the client's end without an answer", on("update_available", both(silent, ends)),
+     text(L"Cliente encerrou sem autorizar atualizacao.")},
+    {"cancel when the client has closed", on("handoff", says("cancel")), kCancelled},
+    {"another client of the folder", runs(L"C:\\Game\\brindler_gl_x64.exe"),
+     text(L"Outro cliente desta pasta esta aberto. Feche-o e tente novamente.")},
+    {"a restoring rename that fails", failing("MoveFileExW", L"Game\\init.lua", kDistinct, 100),
+     before(L"Restaurar arquivo anterior")},
+    {"a file changed meanwhile", file(L"C:\\Game\\init.lua", "-- mine"),
+     text(L"Arquivo alterado externamente; recuperacao interrompida.")},
+};
+
 TEST(Recovery, what_stops_it_leaves_files_and_record_and_the_client_closed_and_the_next_start_meets_the_same) {
-    const auto record = [](std::string bytes) {
-        return [bytes](Interrupted& job, Faults&) { job.world.disk.put(job.active_record(), bytes); };
-    };
-    const std::vector<Stuck> cases{
-        {"a record of 32 MiB that is none", record(std::string(33554432, '\0')),
-         text(L"Registro de recuperacao invalido.")},
-        {"a record of a byte more", record(std::string(33554433, '\0')), text(L"Arquivo excede o limite permitido.")},
-        {"a record that can't be opened",
-         [](Interrupted&, Faults& faults) { faults.add("CreateFileW", L"active.transaction", kDistinct, 100); },
-         after(L"Abrir arquivo")},
-        {"cancel instead of apply",
-         [](Interrupted& job, Faults&) { job.on_state("update_available", [&job] { job.say("cancel"); }); },
-         text(L"Atualizacao cancelada.")},
-        {"cancel when the client has closed",
-         [](Interrupted& job, Faults&) { job.on_state("handoff", [&job] { job.say("cancel"); }); },
-         text(L"Atualizacao cancelada.")},
-        {"another client of the folder",
-         [](Interrupted& job, Faults&) { job.world.processes.start(L"C:\\Game\\brindler_gl_x64.exe"); },
-         text(L"Outro cliente desta pasta esta aberto. Feche-o e tente novamente.")},
-        {"a restoring rename that fails",
-         [](Interrupted&, Faults& faults) { faults.add("MoveFileExW", L"Game\\init.lua", kDistinct, 100); },
-         before(L"Restaurar arquivo anterior")},
-        {"a file changed meanwhile",
-         [](Interrupted& job, Faults&) { job.world.disk.put(L"C:\\Game\\init.lua", "-- mine"); },
-         text(L"Arquivo alterado externamente; recuperacao interrompida.")},
-    };
-    for (const Stuck& stuck : cases) {
+    for (const Stuck& stuck : kStuck) {
         SCOPED_TRACE(stuck.name);
         Interrupted machine;
         Faults faults(machine.world);
-        stuck.arrange(machine, faults);
+        stuck.event(machine, faults);
         const Files files = machine.client_files();
         const std::string record_bytes = machine.world.disk.read(machine.active_record());
-        for (const wchar_t* job : {L"ffffffffffffffffffffffffffffffff", L"eeeeeeeeeeeeeeeeeeeeeeeeeeeeeeee"}) {
+        for (const std::wstring& job : {kNextJob, std::wstring(32, L'e')}) {
             machine.end_client();
             machine.begin_job(job);
             EXPECT_EQ(machine.update(), 1);
             EXPECT_EQ(machine.detail(), stuck.detail(faults));
+            EXPECT_FALSE(machine.was_told("current"));
             EXPECT_TRUE(machine.client_files() == files);
             EXPECT_EQ(machine.world.disk.read(machine.active_record()), record_bytes);
-            EXPECT_EQ(machine.client_starts(), std::vector<std::wstring>{});
+            EXPECT_EQ(machine.client_starts(), Starts{});
             EXPECT_TRUE(machine.world.network.requests().empty());
         }
     }
 }
 
-TEST(Recovery, a_release_is_never_put_on_top_of_an_active_record) {  // (4)
-    Interrupted machine;
-    machine.publish(3, release_two());
+// Its install fails at the second file, and so does the roll-back at the first.
+TEST(Recovery, a_roll_back_that_failed_is_finished_by_the_next_job) {
+    Job machine;
+    machine.client_answers("apply");
+    {
+        Faults faults(machine.world);
+        faults.add("ReplaceFileW", L"Game\\init.lua");
+        faults.add("MoveFileExW", L"Game\\Vandrel Updater.exe");
+        ASSERT_EQ(machine.update(), 1);
+    }
+    machine.job = kNextJob;
+    machine.start_client();
     EXPECT_EQ(machine.update(), 0);
-    EXPECT_EQ(machine.status().release, 2U);
-    EXPECT_TRUE(machine.client_files() == minimal_client());
+    EXPECT_EQ(machine.status().detail, "Versao anterior restaurada. Tente atualizar novamente quando desejar.");
+    EXPECT_EQ(machine.client_files(), minimal_client());
 }
 
 }  // namespace

@@ -2,24 +2,13 @@
 
 #include <shellapi.h>
 
-#include <functional>
-
 #include "launcher/process_start.h"
 #include "tests/launcher/launcher_test.h"
 
 namespace support {
 namespace {
 
-const std::wstring kHelpers = L"C:\\Users\\Ana\\AppData\\Local\\Temp\\VandrelUpdater";
-const std::wstring kFile = L"\\Vandrel Updater.exe";
 const std::wstring kOldJob = L"00000000000000000000000000000a0F";
-
-TEST(Quoting, follows_the_platforms_rule) {
-    EXPECT_EQ(vandrel::quote_argument(L""), L"\"\"");
-    EXPECT_EQ(vandrel::quote_argument(L"C:\\a b\\"), L"\"C:\\a b\\\\\"");
-    EXPECT_EQ(vandrel::quote_argument(L"a\"b"), L"\"a\\\"b\"");
-    EXPECT_EQ(vandrel::quote_argument(L"\\\\\""), L"\"\\\\\\\\\\\"\"");
-}
 
 TEST(Quoting, every_text_comes_back_from_the_platforms_splitting) {
     winsim::World world;
@@ -45,11 +34,16 @@ TEST(Relocation, the_copy_starts_hidden_in_the_clients_folder_with_its_own_comma
     Job machine;
     const std::wstring renamed = L"C:\\Game\\renamed helper.exe";
     machine.world.disk.put(renamed, "helper of another name");
+    const std::wstring stale = kHelpers + L"\\" + kOldJob + kCopyName;
+    machine.world.disk.put(stale, "a copy of long ago", 0);
+    at_call(machine.world, "CopyFileW", L"", winsim::Moment::before,
+            [&] { EXPECT_FALSE(machine.world.disk.exists(stale)); });
     machine.say("apply");
     EXPECT_EQ(machine.run(machine.first_command_line(), renamed).exit_code, 0);
+    EXPECT_FALSE(machine.world.disk.exists(stale));
     ASSERT_EQ(machine.world.processes.starts().size(), 1U);
     const winsim::Start& start = machine.world.processes.starts()[0];
-    const std::wstring copy = kHelpers + L"\\" + machine.job + kFile;
+    const std::wstring copy = kHelpers + L"\\" + machine.job + kCopyName;
     EXPECT_EQ(machine.world.disk.read(copy), "helper of another name");
     EXPECT_EQ(start.application, copy);
     EXPECT_EQ(start.command_line, L"\"" + copy + L"\" /CHECK /ARCH=64 /JOB=" + machine.job + L" /STATUS=\"" +
@@ -75,48 +69,13 @@ TEST(Relaunch, a_client_path_with_blanks_is_quoted_and_its_window_shown) {
     EXPECT_EQ(start.startup_flags, 0U);
 }
 
-struct Failing {
-    const char* name;
-    std::function<void(Job&, Faults&)> arrange;
-    Words detail;
-    bool copied;
-};
-
-TEST(Relocation, a_failure_ends_the_first_instance_and_touches_nothing_of_the_client) {
-    const std::vector<Failing> cases{
-        {"no temporary folder", [](Job&, Faults& faults) { faults.add("GetTempPathW", L"", kDistinct, 2); },
-         text(L"TEMP indisponivel."), false},
-        {"a redirected folder", [](Job& job, Faults&) { redirect(job.world, kHelpers); },
-         text(L"Diretorio com redirecionamento recusado."), false},
-        {"an unknown own path", [](Job&, Faults& faults) { faults.add("GetModuleFileNameW", L"", 5, 1, 1); },
-         text(L"Nao foi possivel identificar o atualizador."), false},
-        {"a copy that fails", [](Job&, Faults& faults) { faults.add("CopyFileW"); },
-         before(L"Preparar auxiliar temporario"), false},
-        {"a start that fails", [](Job&, Faults& faults) { faults.add("CreateProcessW"); }, before(L"Iniciar processo"),
-         true},
-    };
-    for (const Failing& failing : cases) {
-        SCOPED_TRACE(failing.name);
-        Job machine;
-        Faults faults(machine.world);
-        failing.arrange(machine, faults);
-        machine.say("apply");
-        EXPECT_EQ(machine.run_first().exit_code, 1);
-        EXPECT_EQ(machine.detail(), failing.detail(faults));
-        EXPECT_EQ(machine.detail().find(std::to_wstring(kDistinct)), std::wstring::npos);
-        EXPECT_EQ(machine.world.disk.exists(kHelpers + L"\\" + machine.job + kFile), failing.copied);
-        EXPECT_EQ(machine.client_files(), minimal_client());
-        EXPECT_FALSE(machine.store_exists());
-    }
-}
-
 TEST(Relocation, a_copy_that_already_stands_is_not_overwritten) {
     Job machine;
-    machine.world.disk.put(kHelpers + L"\\" + machine.job + kFile, "an earlier copy");
+    machine.world.disk.put(kHelpers + L"\\" + machine.job + kCopyName, "an earlier copy");
     machine.say("apply");
     EXPECT_EQ(machine.run_first().exit_code, 1);
     EXPECT_TRUE(machine.detail().starts_with(L"Preparar auxiliar temporario (")) << machine.status_text();
-    EXPECT_EQ(machine.world.disk.read(kHelpers + L"\\" + machine.job + kFile), "an earlier copy");
+    EXPECT_EQ(machine.world.disk.read(kHelpers + L"\\" + machine.job + kCopyName), "an earlier copy");
 }
 
 struct Stale {
@@ -131,7 +90,7 @@ TEST(StaleHelpers, only_a_copy_of_24_hours_that_nobody_runs_goes) {
     const auto aged = [](std::int64_t ticks) {
         return [ticks](winsim::World& world, const std::wstring& folder) {
             const auto now = static_cast<std::int64_t>(world.clock.file_time());
-            world.disk.set_write_time(folder + kFile, static_cast<std::uint64_t>(now - ticks));
+            world.disk.set_write_time(folder + kCopyName, static_cast<std::uint64_t>(now - ticks));
         };
     };
     constexpr std::int64_t day = 864000000000;  // of 100 ns
@@ -143,14 +102,15 @@ TEST(StaleHelpers, only_a_copy_of_24_hours_that_nobody_runs_goes) {
         {"31 digits", nothing, false, false, kOldJob.substr(1)},
         {"a digit that is none", nothing, false, false, L"g" + kOldJob.substr(1)},
         {"a further file", [](auto& world, auto& folder) { world.disk.put(folder + L"\\x", "x"); }, true, false},
-        {"a copy that runs", [](auto& world, auto& folder) { world.processes.start(folder + kFile); }, false, false},
+        {"a copy that runs", [](auto& world, auto& folder) { world.processes.start(folder + kCopyName); }, false,
+         false},
         {"a helper that runs elsewhere", [](auto& world, auto&) { world.processes.start(kHelper); }, true, true},
-        {"a read-only copy", [](auto& world, auto& folder) { world.disk.set_attributes(folder + kFile, 1); }, false,
+        {"a read-only copy", [](auto& world, auto& folder) { world.disk.set_attributes(folder + kCopyName, 1); }, false,
          false},
         {"a folder behind a junction",
          [](winsim::World& world, const std::wstring& folder) {
              world.disk.erase(folder);
-             world.disk.put(L"C:\\Real" + kFile, "copy", 0);
+             world.disk.put(L"C:\\Real" + kCopyName, "copy", 0);
              world.disk.make_junction(folder, L"C:\\Real");
          },
          false, false},
@@ -159,10 +119,10 @@ TEST(StaleHelpers, only_a_copy_of_24_hours_that_nobody_runs_goes) {
         SCOPED_TRACE(stale.name);
         winsim::World world;
         const std::wstring folder = kHelpers + L"\\" + stale.entry;
-        world.disk.put(folder + kFile, "copy", world.clock.file_time() - 864000000000U);
+        world.disk.put(folder + kCopyName, "copy", world.clock.file_time() - 864000000000U);
         stale.arrange(world, folder);
         EXPECT_EQ(refusal(world, [] { vandrel::remove_stale_helpers(); }), L"");
-        EXPECT_EQ(!world.disk.exists(folder + kFile), stale.copy_goes);
+        EXPECT_EQ(!world.disk.exists(folder + kCopyName), stale.copy_goes);
         EXPECT_EQ(!world.disk.exists(folder), stale.folder_goes);
     }
 }
@@ -174,7 +134,7 @@ TEST(StaleHelpers, the_first_256_entries_of_any_kind_are_looked_at) {
             const std::wstring digits = std::to_wstring(i);
             return kHelpers + L"\\" + std::wstring(32 - digits.size(), L'0') + digits;
         };
-        for (int i = 0; i < 300; ++i) world.disk.put(name(i) + (i < files ? L"" : kFile), "x", 0);
+        for (int i = 0; i < 300; ++i) world.disk.put(name(i) + (i < files ? L"" : kCopyName), "x", 0);
         EXPECT_EQ(refusal(world, [] { vandrel::remove_stale_helpers(); }), L"");
         for (int i = 0; i < 300; ++i) EXPECT_EQ(world.disk.exists(name(i)), i < files || i >= 256) << i;
     }
@@ -182,7 +142,7 @@ TEST(StaleHelpers, the_first_256_entries_of_any_kind_are_looked_at) {
 
 TEST(StaleHelpers, a_clean_up_that_fails_does_not_stop_the_relocation) {
     Job machine;
-    machine.world.disk.put(kHelpers + L"\\" + kOldJob + kFile, "copy", 0);
+    machine.world.disk.put(kHelpers + L"\\" + kOldJob + kCopyName, "copy", 0);
     Faults faults(machine.world);
     faults.add("FindFirstFileW", L"VandrelUpdater", 5);
     machine.say("apply");

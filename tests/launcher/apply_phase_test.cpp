@@ -44,7 +44,9 @@ Event third(std::function<void(winsim::Response&)> change) {
     });
 }
 Event third_asked(Event event) {
-    return [=](Job& job, Faults& faults) { third([=, &job, &faults](auto&) { event(job, faults); })(job, faults); };
+    return [=](Machine& machine, Faults& faults) {
+        third([=, &machine, &faults](auto&) { event(machine, faults); })(machine, faults);
+    };
 }
 void missing(winsim::Response& answer) {
     answer.status = 404;

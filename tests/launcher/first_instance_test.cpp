@@ -14,16 +14,16 @@ struct Stop {
 };
 
 Event client(const wchar_t* image) {
-    return [=](Job& job, Faults&) { job.start_client(image); };
+    return [=](Machine& machine, Faults&) { machine.start_client(image); };
 }
 Event client_process(std::uint32_t open_error, std::uint32_t image_error) {
-    return [=](Job& job, Faults&) {
-        job.world.processes.get(job.client_pid).open_error = open_error;
-        job.world.processes.get(job.client_pid).image_error = image_error;
+    return [=](Machine& machine, Faults&) {
+        machine.world.processes.get(machine.client_pid).open_error = open_error;
+        machine.world.processes.get(machine.client_pid).image_error = image_error;
     };
 }
 Event serves(const std::string& document) {
-    return [=](Job& job, Faults&) { job.serve_manifest(document); };
+    return [=](Machine& machine, Faults&) { machine.serve_manifest(document); };
 }
 std::string forged() {
     std::string document = manifest_of(2, release_two());
@@ -31,7 +31,7 @@ std::string forged() {
     return document;
 }
 Event lengthened(const wchar_t* path, std::uint64_t zeros) {
-    return [=](Job& job, Faults&) { job.world.disk.lengthen(path, zeros); };
+    return [=](Machine& machine, Faults&) { machine.world.disk.lengthen(path, zeros); };
 }
 // When the policy and the comparison are still to come.
 Event signature_checked(Event event) {
@@ -128,7 +128,7 @@ struct Difference {
 TEST(FirstInstance, tells_files_apart_by_size_and_digest_alone) {
     const std::vector<Difference> differences{
         {"none, with a file of the player's own", file(L"C:\\Game\\mine.txt", "no file of the release"), 0},
-        {"a missing file", [](Job& job, Faults&) { job.world.disk.erase(L"C:\\Game\\data\\new"); }, 1},
+        {"a missing file", gone(L"C:\\Game\\data\\new"), 1},
         {"another content of the same size", file(kScript, "-- start 2, longeR"), 1},
         {"the same content, written anew", file(kScript, "-- start 2, longer"), 0},
     };

@@ -1,17 +1,14 @@
-// What the launcher's tests share: a machine with an update to make, what may befall it, and a command line in the
-// making.
+// What the launcher's tests share: a machine with an update to make, and a command line in the making.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "tests/support/faults.h"
-#include "tests/support/machine.h"
+#include "tests/support/events.h"
 
 namespace support {
 
@@ -59,59 +56,6 @@ struct Job : Machine {
         return lines;
     }
 };
-
-// What may befall a job before it runs, or at a moment of its run.
-using Event = std::function<void(Job&, Faults&)>;
-inline void nothing(Job& /*job*/, Faults& /*faults*/) {}
-
-inline Event failing(const char* call, const wchar_t* part = L"", std::uint32_t error = kDistinct, int times = 1,
-                     int skip = 0) {
-    return [=](Job&, Faults& faults) { faults.add(call, part, error, times, skip); };
-}
-inline Event says(const char* command) {
-    return [=](Job& job, Faults&) { job.say(command); };
-}
-inline void ends(Job& job, Faults& /*faults*/) {
-    job.end_client();
-}
-inline Event runs(const wchar_t* image) {
-    return [=](Job& job, Faults&) { job.world.processes.start(image); };
-}
-inline Event file(const wchar_t* path, const char* content) {
-    return [=](Job& job, Faults&) { job.world.disk.put(path, content); };
-}
-inline Event folder(const wchar_t* path) {
-    return [=](Job& job, Faults&) {
-        job.world.disk.erase(path);
-        job.world.disk.make_folder(path);
-    };
-}
-inline Event junction(const std::wstring& path) {
-    return [=](Job& job, Faults&) { redirect(job.world, path); };
-}
-inline Event answered(std::function<void(const winsim::Request&, winsim::Response&)> tamper) {
-    return [=](Job& job, Faults&) { job.tamper = tamper; };
-}
-inline Event both(Event first, Event second) {
-    return [=](Job& job, Faults& faults) {
-        first(job, faults);
-        second(job, faults);
-    };
-}
-// Later: when the status says so, and before or behind the first such call.
-inline Event on(const char* state, Event event) {
-    return [=](Job& job, Faults& faults) { job.on_state(state, [=, &job, &faults] { event(job, faults); }); };
-}
-inline Event ahead_of(const char* call, const wchar_t* part, Event event) {
-    return [=](Job& job, Faults& faults) {
-        at_call(job.world, call, part, winsim::Moment::before, [=, &job, &faults] { event(job, faults); });
-    };
-}
-inline Event behind(const char* call, const wchar_t* part, Event event) {
-    return [=](Job& job, Faults& faults) {
-        at_call(job.world, call, part, winsim::Moment::after, [=, &job, &faults] { event(job, faults); });
-    };
-}
 
 // A command line that passes every check, of the first instance or of the temporary copy; tests spoil it by slot.
 struct Line {

@@ -67,10 +67,10 @@ struct Stuck {
 };
 
 Event record(std::size_t size) {
-    return [=](Job& job, Faults&) { job.world.disk.put(job.active_record(), std::string(size, '\0')); };
+    return [=](Machine& machine, Faults&) { machine.world.disk.put(machine.active_record(), std::string(size, '\0')); };
 }
-void silent(Job& job, Faults& /*faults*/) {
-    job.forget_command();
+void silent(Machine& machine, Faults& /*faults*/) {
+    machine.forget_command();
 }
 
 const Words kCancelled = text(L"Atualizacao cancelada.");

@@ -1,12 +1,10 @@
-#include <functional>
-
 #include "tests/transaction/transaction_test.h"
 
 namespace support {
 namespace {
 
-const std::wstring kStore = L"C:\\Game\\.vandrel-updater";
 const std::wstring kUpper = L"0123456789ABCDEF0123456789ABCDEF";
+constexpr std::int64_t kDay = 864000000000;  // of 100 ns
 
 Files changed() {
     Files files = minimal_client();
@@ -16,17 +14,17 @@ Files changed() {
 
 // A staged transaction, begun exactly a day ago.
 struct Old : Transaction {
-    Old() : Transaction(minimal_client(), changed()) { age(transaction_folder(), kDay); }
-    static constexpr auto kDay = std::int64_t{864000000000};
+    Old() : Transaction(minimal_client(), changed()) { age(kJob, kDay); }
 
     void age(const std::wstring& folder, std::int64_t ticks) {
         const auto now = static_cast<std::int64_t>(world.clock.file_time());
-        world.disk.set_write_time(folder + L"\\staging.transaction", static_cast<std::uint64_t>(now - ticks));
+        world.disk.set_write_time(kStore + L"\\" + folder + L"\\staging.transaction",
+                                  static_cast<std::uint64_t>(now - ticks));
     }
     // Another folder with a record, of the same age.
-    void put(const std::wstring& name, const std::string& bytes) {
-        world.disk.put(kStore + L"\\" + name + L"\\staging.transaction", bytes);
-        age(kStore + L"\\" + name, kDay);
+    void put(const std::wstring& folder, const std::string& bytes) {
+        world.disk.put(kStore + L"\\" + folder + L"\\staging.transaction", bytes);
+        age(folder, kDay);
     }
     std::string record_of(const std::wstring& job_id) const {
         return record.substr(0, 4) + narrow(job_id) + record.substr(36);
@@ -36,71 +34,69 @@ struct Old : Transaction {
     }
 };
 
+using Change = std::function<void(Old&)>;
+Change aged(std::int64_t ticks) {
+    return [=](Old& old) { old.age(kJob, ticks); };
+}
+Change after_event(const Event& event) {
+    return [=](Old& old) { event(old, old.faults); };
+}
+Change cut(const std::wstring& folder, const std::wstring& job_id, std::size_t missing_bytes = 0) {
+    return [=](Old& old) {
+        old.world.disk.erase(kFolder);
+        const std::string bytes = old.record_of(job_id);
+        old.put(folder, bytes.substr(0, bytes.size() - missing_bytes));
+    };
+}
+void forge(Old& old) {
+    old.record[50] ^= 1;
+    old.put(kJob, old.record);
+}
+void link_store(Old& old) {
+    redirect(old.world, kStore);
+    old.world.disk.put(std::wstring(L"C:\\Real\\") + kJob + L"\\staging.transaction", old.record, 0);
+}
+
 struct Swept {
     const char* name;
-    std::function<void(Old&)> arrange;
+    Change arrange;
     bool goes;
     std::wstring folder = kJob;
+    std::wstring refusal = {};
+};
+
+const std::vector<Swept> kSwept{
+    {"24 hours", aged(kDay), true},
+    {"a tick less", aged(kDay - 1), false},
+    {"a date in the future", aged(-1), false},
+    {"beside an active record", after_event(file(kStore + L"\\active.transaction", "")), false},
+    {"without a record", after_event(gone(kFolder + L"\\staging.transaction")), false},
+    {"without a store", after_event(gone(kStore)), false, L"none"},
+    {"a cut record", cut(kJob, kJob, 1), false},
+    {"a record that isn't signed", forge, false},
+    {"a policy that has changed", after_event(junction(L"C:\\Game\\data")), false},
+    {"another job's record", cut(kJob, std::wstring(32, L'0')), false},
+    {"an upper-case record in a lower-case folder", cut(kJob, kUpper), false},
+    {"a lower-case record in an upper-case folder", cut(kUpper, kJob), true, kUpper},
+    {"31 digits", cut(std::wstring(31, L'a'), std::wstring(32, L'a')), false, std::wstring(31, L'a')},
+    {"a junction within", after_event(junction(kFolder + L"\\files\\deep")), false},
+    {"a store that is a junction", link_store, false},
+    {"a folder that can't go", after_event(failing("RemoveDirectoryW", L"files")), false},
+    // The first question is whether it exists.
+    {"a time that can't be told", after_event(failing("GetFileAttributesExW", L"staging.transaction", 5, 1, 1)), false,
+     kJob, L"[last_write_time]"},
 };
 
 TEST(Sweep, a_folder_goes_on_proof_and_after_24_hours) {  // (7)
-    const auto aged = [](std::int64_t ticks) {
-        return [ticks](Old& old) { old.age(old.transaction_folder(), ticks); };
-    };
-    const auto record = [](std::function<std::string(const Old&)> bytes) {
-        return [bytes](Old& old) { old.put(kJob, bytes(old)); };
-    };
-    const std::vector<Swept> cases{
-        {"24 hours", [](Old&) {}, true},
-        {"a tick less", aged(Old::kDay - 1), false},
-        {"a date in the future", aged(-1), false},
-        {"beside an active record", [](Old& old) { old.world.disk.put(old.active_record(), ""); }, false},
-        {"without a record",
-         [](Old& old) { old.world.disk.erase(old.transaction_folder() + L"\\staging.transaction"); }, false},
-        {"a cut record", record([](const Old& old) { return old.record.substr(0, old.record.size() - 1); }), false},
-        {"a record that isn't signed", record([](const Old& old) {
-             std::string bytes = old.record;
-             bytes[50] ^= 1;
-             return bytes;
-         }),
-         false},
-        {"a policy that has changed", [](Old& old) { redirect(old.world, L"C:\\Game\\data"); }, false},
-        {"another job's record", record([](const Old& old) { return old.record_of(std::wstring(32, L'0')); }), false},
-        {"an upper-case record in a lower-case folder", record([](const Old& old) { return old.record_of(kUpper); }),
-         false},
-        {"31 digits",
-         [](Old& old) {
-             old.world.disk.erase(old.transaction_folder());
-             old.put(std::wstring(31, L'a'), old.record_of(std::wstring(32, L'a')));
-         },
-         false, std::wstring(31, L'a')},
-        {"a junction within", [](Old& old) { redirect(old.world, old.transaction_folder() + L"\\files\\deep"); },
-         false},
-        {"a store that is a junction",
-         [](Old& old) {
-             redirect(old.world, kStore);
-             old.world.disk.put(L"C:\\Real\\" + std::wstring(kJob) + L"\\staging.transaction", old.record, 0);
-         },
-         false},
-    };
-    for (const Swept& swept : cases) {
+    for (const Swept& swept : kSwept) {
         SCOPED_TRACE(swept.name);
         Old old;
         swept.arrange(old);
-        const std::uint64_t before = old.world.disk.fingerprint(kStore);
-        EXPECT_EQ(old.sweep(), L"");
-        EXPECT_EQ(!old.world.disk.exists(kStore + L"\\" + swept.folder), swept.goes);
-        EXPECT_EQ(old.world.disk.fingerprint(kStore) == before, !swept.goes);
-        EXPECT_TRUE(old.client_files()["init.lua"] == "-- start 1");
+        const bool stood = old.world.disk.exists(kStore + L"\\" + swept.folder);
+        EXPECT_EQ(old.sweep(), swept.refusal);
+        EXPECT_EQ(stood && !old.world.disk.exists(kStore + L"\\" + swept.folder), swept.goes);
+        EXPECT_EQ(old.client_files()["init.lua"], "-- start 1");
     }
-}
-
-TEST(Sweep, an_upper_case_folder_with_a_lower_case_record_is_its_own) {
-    Old old;
-    old.world.disk.erase(old.transaction_folder());
-    old.put(kUpper, old.record);
-    EXPECT_EQ(old.sweep(), L"");
-    EXPECT_EQ(old.store(), std::vector<std::wstring>{});
 }
 
 TEST(Sweep, the_first_256_entries_of_any_kind_are_looked_at) {
@@ -110,7 +106,7 @@ TEST(Sweep, the_first_256_entries_of_any_kind_are_looked_at) {
     };
     for (const int files : {0, 255, 256}) {
         Old old;
-        old.world.disk.erase(old.transaction_folder());
+        old.world.disk.erase(kFolder);
         for (int i = 0; i < 300; ++i) {
             if (i < files) {
                 old.world.disk.put(kStore + L"\\" + name(i), "a plain file");
@@ -118,67 +114,48 @@ TEST(Sweep, the_first_256_entries_of_any_kind_are_looked_at) {
                 old.put(name(i), old.record_of(name(i)));
             }
         }
+        old.faults.add("RemoveDirectoryW", name(255));  // a failure costs a folder its own turn
         EXPECT_EQ(old.sweep(), L"");
         for (int i = 0; i < 300; ++i) {
-            EXPECT_EQ(old.world.disk.exists(kStore + L"\\" + name(i)), i < files || i >= 256) << i;
+            EXPECT_EQ(old.world.disk.exists(kStore + L"\\" + name(i)), i < files || i >= 255) << i;
         }
     }
 }
 
-TEST(Sweep, a_folder_that_fails_costs_its_own_turn_and_a_time_that_fails_ends_the_sweep) {
-    Old old;
-    old.put(std::wstring(32, L'f'), old.record_of(std::wstring(32, L'f')));
-    old.faults.add("RemoveDirectoryW", kJob);
-    EXPECT_EQ(old.sweep(), L"");
-    EXPECT_TRUE(old.world.disk.exists(old.transaction_folder()));
-    EXPECT_FALSE(old.world.disk.exists(kStore + L"\\" + std::wstring(32, L'f')));
-
-    Old timeless;
-    timeless.faults.add("GetFileAttributesExW", L"staging.transaction", 5, 1, 1);  // the first asks whether it exists
-    EXPECT_EQ(timeless.sweep(), L"[last_write_time]");
-    EXPECT_TRUE(timeless.world.disk.exists(timeless.transaction_folder()));
-}
-
-TEST(Sweep, nothing_is_made_where_there_is_no_store) {
-    Machine machine;
-    machine.install(minimal_client());
-    EXPECT_EQ(refusal(machine.world, [&] { vandrel::sweep_stale_transactions(machine.options()); }), L"");
-    EXPECT_FALSE(machine.store_exists());
-}
-
-TEST(Discard, the_folder_goes_whole_and_the_active_record_stays) {
-    Old old;
-    old.world.disk.put(old.active_record(), "record");
-    EXPECT_EQ(old.discard(), L"");
-    EXPECT_EQ(old.store(), std::vector<std::wstring>{L"active.transaction"});
-    EXPECT_EQ(old.discard(), L"");
+TEST(Sweep, a_record_of_32_MiB_is_read_and_none_that_is_longer) {
+    for (const std::uint64_t size : {33554432U, 33554433U}) {
+        Old old;
+        old.world.disk.lengthen(kFolder + L"\\staging.transaction", size - old.record.size());
+        old.faults.add("ReadFile", L"staging.transaction");
+        EXPECT_EQ(old.sweep(), L"");
+        EXPECT_EQ(old.faults.happened(), size == 33554432);
+    }
 }
 
 TEST(Discard, a_redirection_is_found_before_anything_is_deleted) {
-    Old inside;
-    redirect(inside.world, inside.transaction_folder() + L"\\z");
-    const std::uint64_t before = inside.world.disk.fingerprint(kStore);
-    inside.world.disk.put(L"C:\\Real\\keep.txt", "kept");
-    EXPECT_EQ(inside.discard(), L"Arquivo temporario redirecionado.");
-    EXPECT_EQ(inside.world.disk.fingerprint(kStore), before);
-    EXPECT_EQ(inside.world.disk.read(L"C:\\Real\\keep.txt"), "kept");
-
-    Old itself;
-    redirect(itself.world, itself.transaction_folder());
-    itself.world.disk.put(L"C:\\Real\\keep.txt", "kept");
-    EXPECT_EQ(itself.discard(), L"Diretorio de transacao redirecionado.");
-    EXPECT_EQ(itself.world.disk.read(L"C:\\Real\\keep.txt"), "kept");
+    for (const bool itself : {false, true}) {
+        Old old;
+        redirect(old.world, itself ? kFolder : kFolder + L"\\z");
+        old.world.disk.put(L"C:\\Real\\keep.txt", "kept");
+        const std::uint64_t before = old.world.disk.fingerprint(L"C:\\");
+        EXPECT_EQ(old.discard(),
+                  itself ? L"Diretorio de transacao redirecionado." : L"Arquivo temporario redirecionado.");
+        EXPECT_EQ(old.world.disk.fingerprint(L"C:\\"), before);
+    }
 }
 
-TEST(Discard, a_folder_is_named_by_32_hexadecimal_digits_of_either_case) {
+TEST(Discard, the_folder_of_32_hexadecimal_digits_goes_whole_and_nothing_else) {
     for (const std::wstring& job : {kUpper.substr(1), kUpper + L"0", L"g" + kUpper.substr(1), std::wstring(L"..")}) {
         Old old;
         old.plan.job_id = job;
-        EXPECT_EQ(old.discard(), L"Identificador de transacao invalido.") << narrow(job);
+        EXPECT_EQ(old.discard(), kNoJob) << narrow(job);
     }
     Old old;
     old.plan.job_id = kUpper;
+    old.world.disk.put(old.active_record(), "record");
     EXPECT_EQ(old.discard(), L"");
+    EXPECT_EQ(old.discard(), L"");
+    EXPECT_EQ(old.store(), std::vector<std::wstring>{L"active.transaction"});
 }
 
 }  // namespace

@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "manifest/signed_manifest.h"
-#include "tests/support/faults.h"
-#include "tests/support/machine.h"
+#include "tests/support/events.h"
 #include "transaction/install.h"
 #include "transaction/recovery_record.h"
 #include "transaction/roll_back.h"
@@ -17,9 +16,13 @@
 
 namespace support {
 
-inline std::string text_of(const vandrel::Bytes& bytes) {
-    return {bytes.begin(), bytes.end()};
-}
+inline const std::wstring kStore = L"C:\\Game\\.vandrel-updater";
+inline const std::wstring kFolder = kStore + L"\\" + kJob;
+inline const std::wstring kIrregular = L"Destino de download existente nao e um arquivo regular.";
+inline const std::wstring kEscapes = L"Destino de download escapa da pasta permitida ou contem redirecionamento.";
+inline const std::wstring kBusy = L"Outro cliente desta pasta esta aberto. Feche-o e tente novamente.";
+inline const std::wstring kNoJob = L"Identificador de transacao invalido.";
+
 inline vandrel::Bytes bytes_of(const std::string& text) {
     return {text.begin(), text.end()};
 }
@@ -68,17 +71,17 @@ struct Transaction : Machine {
         install(old_files);
         plan = plan_of(world, old_files, new_files);
         record = record_of(world, plan);
-        world.disk.put(transaction_folder() + L"\\staging.transaction", record);
+        world.disk.put(kFolder + L"\\staging.transaction", record);
         for (const vandrel::PlanEntry& file : plan.files) {
             const std::string path(plan.manifest.entries[file.manifest_index].path);
-            world.disk.put(staged(path), new_files.at(path));
+            world.disk.put(kFolder + L"\\files\\" + wide(path), new_files.at(path));
         }
     }
 
-    std::wstring target(const std::string& path) const { return in(kRoot, path); }
-    std::wstring staged(const std::string& path) const { return in(transaction_folder() + L"\\files", path); }
-    std::wstring backup(const std::string& path) const { return in(transaction_folder() + L"\\backup", path); }
-    bool active() const { return world.disk.exists(active_record()); }
+    // What stands at a full path; "" for nothing.
+    std::string at(const std::wstring& path) const {
+        return world.disk.exists(path) && !world.disk.is_folder(path) ? world.disk.read(path) : std::string();
+    }
 
     // Each gives the words of its failure, "" for success.
     std::wstring install_it() {
@@ -94,13 +97,6 @@ struct Transaction : Machine {
     vandrel::TransactionPlan plan;
     std::string record;
     Faults faults{world};
-
- private:
-    static std::wstring in(const std::wstring& folder, const std::string& path) {
-        std::wstring relative = wide(path);
-        std::ranges::replace(relative, L'/', L'\\');
-        return folder + L"\\" + relative;
-    }
 };
 
 }  // namespace support

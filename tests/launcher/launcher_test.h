@@ -40,6 +40,16 @@ struct Job : Machine {
         start_client();
     }
 
+    // Every document of the status file: "downloading 14 of 2/5: Baixando...".
+    std::vector<std::string> told() const {
+        std::vector<std::string> lines;
+        for (const Status& now : history()) {
+            EXPECT_EQ(now.job_id, narrow(job));
+            lines.push_back(now.state + " " + std::to_string(now.progress) + " of " + std::to_string(now.release) +
+                            "/" + std::to_string(now.pending_files) + ": " + now.detail);
+        }
+        return lines;
+    }
     std::wstring detail() const { return wide(status().detail); }
     bool was_told(const char* state) const { return std::ranges::count(states(), state) != 0; }
     bool asked_for(const wchar_t* action) const {

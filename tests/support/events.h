@@ -26,7 +26,7 @@ inline Event says(const char* command) {
 inline void ends(Machine& machine, Faults& /*faults*/) {
     machine.end_client();
 }
-inline Event runs(const wchar_t* image) {
+inline Event runs(const std::wstring& image) {
     return [=](Machine& machine, Faults&) { machine.world.processes.start(image); };
 }
 inline Event file(const std::wstring& path, const std::string& content) {

@@ -1,6 +1,7 @@
 #include "tests/support/machine.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "launcher/entry.h"
@@ -34,48 +35,12 @@ std::string percent_decode(const std::wstring& text) {
 }  // namespace
 
 std::wstring wide(const std::string& utf8) {
-    std::wstring text;
-    const auto* bytes = reinterpret_cast<const unsigned char*>(utf8.data());
-    for (std::size_t i = 0; i < utf8.size();) {
-        const int extra = bytes[i] < 0x80 ? 0 : bytes[i] < 0xE0 ? 1 : bytes[i] < 0xF0 ? 2 : 3;
-        std::uint32_t point = extra == 0 ? bytes[i] : bytes[i] & (0x3FU >> extra);
-        for (int k = 1; k <= extra; ++k) point = (point << 6) | (bytes[i + static_cast<std::size_t>(k)] & 0x3FU);
-        i += static_cast<std::size_t>(extra) + 1;
-        if (point < 0x10000) {
-            text += static_cast<wchar_t>(point);
-        } else {
-            text += static_cast<wchar_t>(0xD800 + ((point - 0x10000) >> 10));
-            text += static_cast<wchar_t>(0xDC00 + ((point - 0x10000) & 0x3FF));
-        }
-    }
-    return text;
+    const std::u16string units = std::filesystem::path(utf8).u16string();
+    return {units.begin(), units.end()};
 }
 
 std::string narrow(const std::wstring& text) {
-    std::string bytes;
-    const auto put = [&bytes](std::uint32_t byte) { bytes += static_cast<char>(byte); };
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        auto point = static_cast<std::uint32_t>(text[i]);
-        if (point >= 0xD800 && point < 0xDC00 && i + 1 < text.size()) {
-            point = 0x10000 + ((point - 0xD800) << 10) + (static_cast<std::uint32_t>(text[++i]) - 0xDC00);
-        }
-        if (point < 0x80) {
-            put(point);
-        } else if (point < 0x800) {
-            put(0xC0 | (point >> 6));
-            put(0x80 | (point & 0x3F));
-        } else if (point < 0x10000) {
-            put(0xE0 | (point >> 12));
-            put(0x80 | ((point >> 6) & 0x3F));
-            put(0x80 | (point & 0x3F));
-        } else {
-            put(0xF0 | (point >> 18));
-            put(0x80 | ((point >> 12) & 0x3F));
-            put(0x80 | ((point >> 6) & 0x3F));
-            put(0x80 | (point & 0x3F));
-        }
-    }
-    return bytes;
+    return std::filesystem::path(std::u16string(text.begin(), text.end())).string();
 }
 
 Files minimal_client() {
@@ -102,10 +67,9 @@ void Machine::install(const Files& files) {
 }
 
 void Machine::publish(std::uint32_t release, const Files& files) {
+    serve_manifest(manifest_of(release, files));
     release_ = release;
-    manifest_ = manifest_of(release, files);
     served_ = files;
-    world.network.serve([this](const winsim::Request& request) { return answer(request); });
 }
 
 void Machine::serve_manifest(std::string document) {

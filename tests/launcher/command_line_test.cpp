@@ -18,29 +18,15 @@ struct Fault {
     Of of;
     const char* slot;  // faults of one slot exclude each other
     const wchar_t* message;
-    std::function<void(Line&)> spoil;
+    Spoil spoil;
 };
-
-auto argument(const char* slot, const wchar_t* text) {
-    return [slot, text](Line& line) { line.arguments[slot] = text; };
-}
-auto refused(const char* call, const wchar_t* subject = L"") {
-    return [call, subject](Line& line) { line.faults.add(call, subject, 5, 1000); };
-}
-auto without(const wchar_t* path) {
-    return [path](Line& line) { line.machine.world.disk.erase(path); };
-}
-auto redirected(const wchar_t* path) {
-    return [path](Line& line) { redirect(line.machine.world, path); };
-}
 
 // In the order in which they are found.
 const std::vector<Fault> kFaults{
     {Of::both, "argv", L"Argumentos invalidos.", refused("CommandLineToArgvW")},
     {Of::both, "twice", L"Argumento repetido.", argument("twice", L"/cLIENT=x")},
     {Of::both, "foreign", L"Argumento desconhecido.", argument("foreign", L"/VERBOSE")},
-    {Of::both, "check", L"Este auxiliar deve ser iniciado pela interface Vandrel.",
-     [](Line& line) { line.arguments.erase("check"); }},
+    {Of::both, "check", L"Este auxiliar deve ser iniciado pela interface Vandrel.", without("check")},
     {Of::both, "arch", L"Auxiliar x64 requer canal 64.", argument("arch", L"/ARCH=32")},
     {Of::both, "client", L"Backend invalido.", argument("client", L"/CLIENT=brindler_dx_x86.exe")},
     {Of::both, "job", L"Identificador de atualizacao invalido.", argument("job", L"/JOB=0123")},
@@ -49,14 +35,14 @@ const std::vector<Fault> kFaults{
     {Of::both, "status", L"Status fora do perfil BrindlerQ3.",
      argument("status", L"/STATUS=C:\\x\\y\\updater\\0123456789abcdef0123456789abcdef.status.json")},
     {Of::both, "profile", L"Perfil com redirecionamento recusado.",
-     redirected(L"C:\\Users\\Ana\\AppData\\Roaming\\BrindlerQ3\\main")},
+     meeting(junction(L"C:\\Users\\Ana\\AppData\\Roaming\\BrindlerQ3\\main"))},
     {Of::both, "waitpid", L"PID invalido.", argument("waitpid", L"/WAITPID=1x")},
     {Of::both, "waitpid", L"PID fora do limite.", argument("waitpid", L"/WAITPID=4294967296")},
     {Of::both, "waitpid", L"PID do cliente obrigatorio.", argument("waitpid", L"/WAITPID=0")},
     {Of::first, "module", L"Nao foi possivel identificar o atualizador.", refused("GetModuleFileNameW")},
-    {Of::both, "folder", L"Pasta do cliente invalida.", redirected(L"C:\\Game")},
+    {Of::both, "folder", L"Pasta do cliente invalida.", meeting(junction(L"C:\\Game"))},
     {Of::copy, "root", L"Pasta do cliente invalida.", argument("root", L"/ROOT=Game")},
-    {Of::both, "folder", L"Pasta sem cliente Vandrel completo.", without(L"C:\\Game\\init.lua")},
+    {Of::both, "folder", L"Pasta sem cliente Vandrel completo.", meeting(gone(L"C:\\Game\\init.lua"))},
     {Of::both, "link", L"Executavel redirecionado recusado.", refused("GetFileAttributesW", kClient)},
     {Of::copy, "temporary", L"TEMP indisponivel.", refused("GetTempPathW")},
     {Of::copy, "module", L"Nao foi possivel identificar o atualizador.", refused("GetModuleFileNameW")},
@@ -134,23 +120,22 @@ TEST(CommandLine, each_value_is_held_against_its_rule) {
 
 struct Place {
     const char* name;
-    std::function<void(Line&)> arrange;
+    Spoil arrange;
     const wchar_t* message;
 };
 
 const std::vector<Place> kPlaces{
     {"a folder that isn't there", argument("root", L"/ROOT=C:\\Nowhere"), L"Pasta do cliente invalida."},
     {"a file", argument("root", L"/ROOT=C:\\Game\\init.lua"), L"Pasta do cliente invalida."},
-    {"no client", without(L"C:\\Game\\brindler_dx_x64.exe"), L"Pasta sem cliente Vandrel completo."},
-    {"no modules", without(L"C:\\Game\\modules"), L"Pasta sem cliente Vandrel completo."},
-    {"no data", without(L"C:\\Game\\data"), L"Pasta sem cliente Vandrel completo."},
-    {"no other backend", without(L"C:\\Game\\brindler_gl_x64.exe"), L""},
+    {"no client", meeting(gone(L"C:\\Game\\brindler_dx_x64.exe")), L"Pasta sem cliente Vandrel completo."},
+    {"no modules", meeting(gone(L"C:\\Game\\modules")), L"Pasta sem cliente Vandrel completo."},
+    {"no data", meeting(gone(L"C:\\Game\\data")), L"Pasta sem cliente Vandrel completo."},
+    {"no other backend", meeting(gone(L"C:\\Game\\brindler_gl_x64.exe")), L""},
     // What counts as a folder follows links; the guards refuse them, where something is written.
-    {"linked modules", redirected(L"C:\\Game\\modules"), L""},
+    {"linked modules", meeting(junction(L"C:\\Game\\modules")), L""},
     {"a file not to be looked at", refused("GetFileAttributesExW", L"init.lua"), L"[status]"},
     {"a status file that is a link", [](Line& line) { redirect(line.machine.world, line.machine.status_path()); }, L""},
-    {"a roaming folder with a warning", [](Line& line) { line.machine.world.roaming_error = 1; },
-     L"Status fora do perfil BrindlerQ3."},
+    {"a roaming folder with a warning", warned, L"Status fora do perfil BrindlerQ3."},
     {"a temporary folder of 8000 units",
      [](Line& line) {
          line.machine.world.temporary = L"C:\\" + std::wstring(8000, L't') + L"\\";

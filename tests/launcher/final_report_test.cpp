@@ -7,22 +7,16 @@ const std::wstring kProfiles = L"C:\\Users\\Ana\\AppData\\Roaming\\BrindlerQ3";
 
 struct Report {
     const char* name;
-    std::function<void(Line&)> spoil;
+    Spoil spoil;
     const char* detail;  // null: nothing may be written
 };
 
-auto argument(const char* slot, const std::wstring& text) {
-    return [slot, text](Line& line) { line.arguments[slot] = text; };
-}
 // The path from the profiles' folder on.
-auto status(const std::wstring& path) {
+Spoil status(const std::wstring& path) {
     return argument("status", L"/STATUS=" + kProfiles + path + L".status.json");
 }
-auto redirected(const std::wstring& path) {
-    return [path](Line& line) { redirect(line.machine.world, path); };
-}
-auto refused(const char* call, int times) {
-    return [call, times](Line& line) { line.faults.add(call, L"", 5, times); };
+void exhausted(Machine& /*machine*/, Faults& /*faults*/) {
+    throw std::bad_alloc();
 }
 const char* const kForeign = "Argumento desconhecido.";
 
@@ -32,30 +26,22 @@ const std::vector<Report> kReports{
     {"/JOB once more without a value", argument("x", L"/job"), "Argumento repetido."},
     {"/JOB= twice", argument("x", std::wstring(L"/job=") + kJob), nullptr},
     {"/STATUS= twice", argument("x", L"/Status="), nullptr},
-    {"no /JOB=", [](Line& line) { line.arguments.erase("job"); }, nullptr},
+    {"no /JOB=", without("job"), nullptr},
     {"an upper-case job", argument("job", L"/JOB=" + kUpperJob), kForeign},
     {"an upper-case file name", status(L"\\main\\updater\\" + kUpperJob), nullptr},
     {"a job that is none, and its file",
-     [](Line& line) {
-         argument("job", L"/JOB=g")(line);
-         status(L"\\main\\updater\\g")(line);
-     },
-     nullptr},
+     [](Line& line) { argument("job", L"/JOB=g")(line), status(L"\\main\\updater\\g")(line); }, nullptr},
     {"too high", status(std::wstring(L"\\updater\\") + kJob), nullptr},
     {"too deep", status(std::wstring(L"\\a\\b\\updater\\") + kJob), nullptr},
     {"a folder that is no name", status(std::wstring(L"\\.\\updater\\") + kJob), nullptr},
-    {"no roaming folder", refused("SHGetFolderPathW", 100), nullptr},
-    {"a roaming folder with a warning", [](Line& line) { line.machine.world.roaming_error = 1; }, nullptr},
-    {"the file is a redirection", redirected(kProfiles + L"\\main\\updater\\" + kJob + L".status.json"), nullptr},
-    {"its folder is a redirection", redirected(kProfiles + L"\\main\\updater"), nullptr},
-    {"its folder is a file", [](Line& line) { line.machine.world.disk.put(kProfiles + L"\\main\\updater", "mine"); },
+    {"no roaming folder", refused("SHGetFolderPathW"), nullptr},
+    {"a roaming folder with a warning", warned, nullptr},
+    {"the file is a redirection", meeting(junction(kProfiles + L"\\main\\updater\\" + kJob + L".status.json")),
      nullptr},
-    {"the memory runs out",
-     [](Line& line) {
-         at_call(line.machine.world, "CreateFileW", L"", winsim::Moment::before, [] { throw std::bad_alloc(); });
-     },
-     nullptr},
-    {"the line can't be split", refused("CommandLineToArgvW", 2), nullptr},
+    {"its folder is a redirection", meeting(junction(kProfiles + L"\\main\\updater")), nullptr},
+    {"its folder is a file", meeting(file(kProfiles + L"\\main\\updater", "mine")), nullptr},
+    {"the memory runs out", meeting(ahead_of("CreateFileW", L"", exhausted)), nullptr},
+    {"the line can't be split", refused("CommandLineToArgvW"), nullptr},
 };
 
 // Every line has an unknown switch, so that its failure comes before the launch options are in place.

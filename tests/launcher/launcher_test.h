@@ -96,4 +96,22 @@ struct Line {
     std::map<std::string, std::wstring> arguments;
 };
 
+// What spoils a line, or the machine on which it runs.
+using Spoil = std::function<void(Line&)>;
+inline Spoil argument(const char* slot, const std::wstring& text) {
+    return [=](Line& line) { line.arguments[slot] = text; };
+}
+inline Spoil without(const char* slot) {
+    return [=](Line& line) { line.arguments.erase(slot); };
+}
+inline Spoil meeting(Event event) {
+    return [=](Line& line) { event(line.machine, line.faults); };
+}
+inline Spoil refused(const char* call, const wchar_t* part = L"", int times = 1000) {
+    return meeting(failing(call, part, 5, times));
+}
+inline void warned(Line& line) {
+    line.machine.world.roaming_error = 1;  // a success all the same, without a folder
+}
+
 }  // namespace support

@@ -3,14 +3,9 @@
 namespace support {
 namespace {
 
-std::wstring lock_name() {
-    std::wstring name = L"Local\\VandrelUpdater-";
-    for (const char byte : sha256("c:\\game")) {
-        name += L"0123456789abcdef"[static_cast<unsigned char>(byte) >> 4];
-        name += L"0123456789abcdef"[static_cast<unsigned char>(byte) & 15];
-    }
-    return name;
-}
+// With the SHA-256 of "c:\game" behind it.
+const std::wstring kLockName =
+    L"Local\\VandrelUpdater-a3c9d6e69b6e6d63ffb712ecfd27b7d03a716ea1ba9a730dbcabb0b059824e38";
 
 TEST(Lock, the_first_instance_does_not_wait_for_it_and_the_copy_10000_ms) {
     for (const std::uint64_t freed_after : {0U, 10000U, 10001U}) {
@@ -19,8 +14,8 @@ TEST(Lock, the_first_instance_does_not_wait_for_it_and_the_copy_10000_ms) {
         if (freed_after != 0) machine.run_first();
         machine.forget_history();
         const std::uint32_t other = machine.world.processes.start(L"C:\\Users\\Ana\\other.exe");
-        machine.world.processes.take_mutex(lock_name(), other);
-        machine.world.clock.after(freed_after, [&] { machine.world.processes.release_mutex(lock_name()); });
+        machine.world.processes.take_mutex(kLockName, other);
+        machine.world.clock.after(freed_after, [&] { machine.world.processes.release_mutex(kLockName); });
         const std::uint64_t start = machine.world.clock.tick_ms();
         const winsim::RunResult result = freed_after == 0 ? machine.run_first() : machine.run_copy();
         EXPECT_EQ(result.exit_code, freed_after == 10000 ? 0 : 1);
@@ -34,7 +29,7 @@ TEST(Lock, the_first_instance_does_not_wait_for_it_and_the_copy_10000_ms) {
 TEST(Lock, an_abandoned_one_is_simply_taken) {
     Job machine;
     const std::uint32_t killed = machine.world.processes.start(L"C:\\Users\\Ana\\other.exe");
-    machine.world.processes.take_mutex(lock_name(), killed);
+    machine.world.processes.take_mutex(kLockName, killed);
     machine.world.processes.end(killed);
     machine.client_answers("apply");
     EXPECT_EQ(machine.update(), 0);
@@ -45,7 +40,7 @@ TEST(Lock, it_is_held_from_the_proof_to_the_end_and_free_when_the_last_word_is_w
     Job machine;
     std::vector<bool> held;
     for (const char* state : {"checking", "update_available", "cancelled"}) {
-        machine.on_state(state, [&] { held.push_back(machine.world.processes.mutex_held(lock_name())); });
+        machine.on_state(state, [&] { held.push_back(machine.world.processes.mutex_held(kLockName)); });
     }
     machine.on_state("update_available", [&] { machine.say("cancel"); });
     machine.world.gate.keep_trace(true);

@@ -11,8 +11,6 @@
 namespace support {
 namespace {
 
-constexpr const wchar_t* kProfile = L"\\BrindlerQ3\\main";
-
 Status parse_status(const std::string& text) {
     const auto document = nlohmann::json::parse(text);
     return {document.at("jobId"),  document.at("state"),   document.at("progress"),
@@ -22,12 +20,9 @@ Status parse_status(const std::string& text) {
 std::string percent_decode(const std::wstring& text) {
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == L'%') {
-            bytes += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
-            bytes += static_cast<char>(text[i]);
-        }
+        const bool encoded = text[i] == L'%';
+        bytes += static_cast<char>(encoded ? std::stoi(text.substr(i + 1, 2), nullptr, 16) : text[i]);
+        if (encoded) i += 2;
     }
     return bytes;
 }
@@ -103,19 +98,8 @@ std::uint32_t Machine::start_client(const std::wstring& image) {
     return client_pid;
 }
 
-void Machine::end_client() {
-    world.processes.end(client_pid);
-}
-
 void Machine::say(const std::string& command) {
     write_command(R"({"jobId":")" + narrow(job) + R"(","command":")" + command + "\"}");
-}
-
-void Machine::write_command(const std::string& raw) {
-    world.disk.put(command_path(), raw);
-}
-void Machine::forget_command() {
-    world.disk.erase(command_path());
 }
 
 void Machine::client_answers(const std::string& command, std::uint64_t closing_ms) {
@@ -151,10 +135,6 @@ winsim::RunResult Machine::run(const std::wstring& command_line, const std::wstr
     return world.run(image, command_line, &vandrel::run_helper);
 }
 
-winsim::RunResult Machine::run_first() {
-    return run(first_command_line());
-}
-
 winsim::RunResult Machine::run_copy() {
     for (const winsim::Start& start : world.processes.starts()) {
         if (start.application.find(L"VandrelUpdater") == std::wstring::npos) continue;
@@ -172,20 +152,6 @@ int Machine::update() {
     return run_copy().exit_code;
 }
 
-std::wstring Machine::status_path() const {
-    return world.roaming + kProfile + L"\\updater\\" + job + L".status.json";
-}
-
-std::wstring Machine::command_path() const {
-    return world.roaming + kProfile + L"\\updater\\" + job + L".command.json";
-}
-
-bool Machine::has_status() const {
-    return world.disk.exists(status_path());
-}
-std::string Machine::status_text() const {
-    return world.disk.read(status_path());
-}
 Status Machine::status() const {
     return parse_status(status_text());
 }
@@ -210,26 +176,13 @@ Files files_beneath(const winsim::Disk& disk, const std::wstring& folder, const 
 }
 
 Files Machine::client_files() const {
-    return files_beneath(world.disk, kRoot, std::wstring(kRoot) + L"\\.vandrel-updater\\");
-}
-
-bool Machine::store_exists() const {
-    return world.disk.exists(std::wstring(kRoot) + L"\\.vandrel-updater");
+    return files_beneath(world.disk, kRoot, std::wstring(kStore) + L"\\");
 }
 
 std::vector<std::wstring> Machine::store() const {
-    const std::wstring folder = std::wstring(kRoot) + L"\\.vandrel-updater";
-    std::vector<std::wstring> entries = store_exists() ? world.disk.tree(folder) : std::vector<std::wstring>{};
-    for (std::wstring& entry : entries) entry.erase(0, folder.size() + 1);
+    std::vector<std::wstring> entries = store_exists() ? world.disk.tree(kStore) : std::vector<std::wstring>{};
+    for (std::wstring& entry : entries) entry.erase(0, std::wstring_view(kStore).size() + 1);
     return entries;
-}
-
-std::wstring Machine::active_record() const {
-    return std::wstring(kRoot) + L"\\.vandrel-updater\\active.transaction";
-}
-
-std::wstring Machine::transaction_folder() const {
-    return std::wstring(kRoot) + L"\\.vandrel-updater\\" + job;
 }
 
 vandrel::LaunchOptions Machine::options() const {

@@ -20,6 +20,7 @@
 namespace support {
 
 inline constexpr const wchar_t* kRoot = L"C:\\Game";
+inline constexpr const wchar_t* kStore = L"C:\\Game\\.vandrel-updater";
 inline constexpr const wchar_t* kHelper = L"C:\\Game\\Vandrel Updater.exe";
 inline constexpr const wchar_t* kClient = L"C:\\Game\\brindler_dx_x64.exe";
 inline constexpr const wchar_t* kJob = L"0123456789abcdef0123456789abcdef";
@@ -59,10 +60,10 @@ class Machine {
 
     // The client.
     std::uint32_t start_client(const std::wstring& image = kClient);
-    void end_client();
-    void say(const std::string& command);        // a whole command file of this job
-    void write_command(const std::string& raw);  // any bytes
-    void forget_command();
+    void end_client() { world.processes.end(client_pid); }
+    void say(const std::string& command);  // a whole command file of this job
+    void write_command(const std::string& raw) { world.disk.put(command_path(), raw); }  // any bytes
+    void forget_command() { world.disk.erase(command_path()); }
     // From now on the client reacts to the status file: writes `command` at "update_available", and at "handoff" ends
     // after `closing_ms`.
     void client_answers(const std::string& command, std::uint64_t closing_ms = 500);
@@ -70,28 +71,32 @@ class Machine {
 
     // The helper. Each returns how the process ended.
     std::wstring first_command_line() const;  // program name included
-    winsim::RunResult run_first();
+    winsim::RunResult run_first() { return run(first_command_line()); }
     winsim::RunResult run(const std::wstring& command_line, const std::wstring& image = kHelper);
     winsim::RunResult run_copy();  // the program start that the first instance made
     // First instance and copy, with a client started if none runs: the exit code of the last process that ran.
     int update();
 
     // What the client sees.
-    std::wstring status_path() const;
-    std::wstring command_path() const;
-    bool has_status() const;
+    std::wstring status_path() const {
+        return world.roaming + L"\\BrindlerQ3\\main\\updater\\" + job + L".status.json";
+    }
+    std::wstring command_path() const {
+        return world.roaming + L"\\BrindlerQ3\\main\\updater\\" + job + L".command.json";
+    }
+    bool has_status() const { return world.disk.exists(status_path()); }
     Status status() const;
-    std::string status_text() const;
+    std::string status_text() const { return world.disk.read(status_path()); }
     const std::vector<Status>& history() const { return history_; }  // every document, in order
     std::vector<std::string> states() const;                         // states of the history, repeats folded
     void forget_history() { history_.clear(); }
 
     // The client's folder.
     Files client_files() const;  // store left out
-    bool store_exists() const;
+    bool store_exists() const { return world.disk.exists(kStore); }
     std::vector<std::wstring> store() const;  // everything beneath .vandrel-updater, sorted, relative to it
-    std::wstring active_record() const;
-    std::wstring transaction_folder() const;
+    std::wstring active_record() const { return std::wstring(kStore) + L"\\active.transaction"; }
+    std::wstring transaction_folder() const { return std::wstring(kStore) + L"\\" + job; }
 
     // Options as a validated command line of this machine gives them; for direct calls into subsystems.
     vandrel::LaunchOptions options() const;

@@ -101,34 +101,35 @@ void unmanage(Record& record) {
     record.manifest = manifest_of(2, {{"readme.txt", "x"}});
 }
 
+const std::string kFull(16777216, 'm');
+const std::vector<std::string> kAll{entry(5, 0, 0), entry(4, 0, 0), entry(3, 0, 0),
+                                    entry(2, 0, 0), entry(1, 0, 0), entry(0, 0, 0)};
+const std::vector<Change> kChanges{
+    {"one wrong letter", with(&Record::magic, "VUT2"), kNoRecord},
+    {"a job that isn't hexadecimal", with(&Record::job, "0123456789abcdef0123456789abcdeg"), kBadJob},
+    {"a job that isn't UTF-8", with(&Record::job, "\xFF" + std::string(31, '0')), kBadJob},
+    {"31 characters in 32 bytes", with(&Record::job, "\xC3\xA9" + std::string(30, '0')), kBadJob},
+    {"a manifest of 16777216 bytes", with(&Record::manifest, kFull), L"Manifesto Vandrel invalido."},
+    {"a manifest of a byte more", with(&Record::manifest, kFull + "m"), kCutManifest},
+    {"a length beyond the end", [](Record& r) { r.length = 1000000; }, kCutManifest},
+    {"a flipped bit in the manifest", [](Record& r) { r.manifest[20] ^= 1; }, kForged},
+    {"a manifest against the policy", unmanage, L"Caminho nao gerenciado no manifesto."},
+    {"the same with a plan that is cut", [](Record& r) { unmanage(r), r.count = 7; },
+     L"Caminho nao gerenciado no manifesto."},
+    {"no entries", entries({}), L""},
+    {"as many entries as files", entries(kAll), L""},
+    {"a count of one more", [](Record& r) { r.count = 7; }, kNoPlan},
+    {"an index as large as the number of files", entries({entry(6, 0, 0)}), kNoEntry},
+    {"an index given twice", entries({entry(1, 1, 1), entry(1, 1, 1)}), kNoEntry},
+    {"a flag of 2", entries({entry(1, 2, 1)}), kNoEntry},
+    {"a file of 4 GiB", entries({entry(1, 1, 4294967296)}), L""},
+    {"a byte more", entries({entry(1, 1, 4294967297)}), kNoEntry},
+    {"a byte behind it", with(&Record::behind, "x"), kExtra},
+};
+
 TEST(RecoveryRecord, the_reader_is_strict_where_the_rules_say_so_and_nowhere_else) {
-    const std::string full = std::string(16777216, 'm');
-    const std::vector<std::string> all{entry(5, 0, 0), entry(4, 0, 0), entry(3, 0, 0),
-                                       entry(2, 0, 0), entry(1, 0, 0), entry(0, 0, 0)};
-    const std::vector<Change> changes{
-        {"one wrong letter", with(&Record::magic, "VUT2"), kNoRecord},
-        {"a job that isn't hexadecimal", with(&Record::job, "0123456789abcdef0123456789abcdeg"), kBadJob},
-        {"a job that isn't UTF-8", with(&Record::job, "\xFF" + std::string(31, '0')), kBadJob},
-        {"31 characters in 32 bytes", with(&Record::job, "\xC3\xA9" + std::string(30, '0')), kBadJob},
-        {"a manifest of 16777216 bytes", with(&Record::manifest, full), L"Manifesto Vandrel invalido."},
-        {"a manifest of a byte more", with(&Record::manifest, full + "m"), kCutManifest},
-        {"a length beyond the end", [](Record& r) { r.length = 1000000; }, kCutManifest},
-        {"a flipped bit in the manifest", [](Record& r) { r.manifest[20] ^= 1; }, kForged},
-        {"a manifest against the policy", unmanage, L"Caminho nao gerenciado no manifesto."},
-        {"the same with a plan that is cut", [](Record& r) { unmanage(r), r.count = 7; },
-         L"Caminho nao gerenciado no manifesto."},
-        {"no entries", entries({}), L""},
-        {"as many entries as files", entries(all), L""},
-        {"a count of one more", [](Record& r) { r.count = 7; }, kNoPlan},
-        {"an index as large as the number of files", entries({entry(6, 0, 0)}), kNoEntry},
-        {"an index given twice", entries({entry(1, 1, 1), entry(1, 1, 1)}), kNoEntry},
-        {"a flag of 2", entries({entry(1, 2, 1)}), kNoEntry},
-        {"a file of 4 GiB", entries({entry(1, 1, 4294967296)}), L""},
-        {"a byte more", entries({entry(1, 1, 4294967297)}), kNoEntry},
-        {"a byte behind it", with(&Record::behind, "x"), kExtra},
-    };
     Reader reader;
-    for (const Change& change : changes) {
+    for (const Change& change : kChanges) {
         Record record;
         change.make(record);
         EXPECT_EQ(reader.refusal_of(record.text()), change.message) << change.name;

@@ -4,6 +4,7 @@ namespace support {
 namespace {
 
 const std::wstring kUpper = L"0123456789ABCDEF0123456789ABCDEF";
+const std::wstring kInStore = std::wstring(kStore) + L"\\";
 constexpr std::int64_t kDay = 864000000000;  // of 100 ns
 
 Files changed() {
@@ -18,12 +19,12 @@ struct Old : Transaction {
 
     void age(const std::wstring& folder, std::int64_t ticks) {
         const auto now = static_cast<std::int64_t>(world.clock.file_time());
-        world.disk.set_write_time(kStore + L"\\" + folder + L"\\staging.transaction",
+        world.disk.set_write_time(kInStore + folder + L"\\staging.transaction",
                                   static_cast<std::uint64_t>(now - ticks));
     }
     // Another folder with a record, of the same age.
     void put(const std::wstring& folder, const std::string& bytes) {
-        world.disk.put(kStore + L"\\" + folder + L"\\staging.transaction", bytes);
+        world.disk.put(kInStore + folder + L"\\staging.transaction", bytes);
         age(folder, kDay);
     }
     std::string record_of(const std::wstring& job_id) const {
@@ -69,7 +70,7 @@ const std::vector<Swept> kSwept{
     {"24 hours", aged(kDay), true},
     {"a tick less", aged(kDay - 1), false},
     {"a date in the future", aged(-1), false},
-    {"beside an active record", after_event(file(kStore + L"\\active.transaction", "")), false},
+    {"beside an active record", after_event(file(kInStore + L"active.transaction", "")), false},
     {"without a record", after_event(gone(kFolder + L"\\staging.transaction")), false},
     {"without a store", after_event(gone(kStore)), false, L"none"},
     {"a cut record", cut(kJob, kJob, 1), false},
@@ -92,9 +93,9 @@ TEST(Sweep, a_folder_goes_on_proof_and_after_24_hours) {  // (7)
         SCOPED_TRACE(swept.name);
         Old old;
         swept.arrange(old);
-        const bool stood = old.world.disk.exists(kStore + L"\\" + swept.folder);
+        const bool stood = old.world.disk.exists(kInStore + swept.folder);
         EXPECT_EQ(old.sweep(), swept.refusal);
-        EXPECT_EQ(stood && !old.world.disk.exists(kStore + L"\\" + swept.folder), swept.goes);
+        EXPECT_EQ(stood && !old.world.disk.exists(kInStore + swept.folder), swept.goes);
         EXPECT_EQ(old.client_files()["init.lua"], "-- start 1");
     }
 }
@@ -109,7 +110,7 @@ TEST(Sweep, the_first_256_entries_of_any_kind_are_looked_at) {
         old.world.disk.erase(kFolder);
         for (int i = 0; i < 300; ++i) {
             if (i < files) {
-                old.world.disk.put(kStore + L"\\" + name(i), "a plain file");
+                old.world.disk.put(kInStore + name(i), "a plain file");
             } else {
                 old.put(name(i), old.record_of(name(i)));
             }
@@ -117,7 +118,7 @@ TEST(Sweep, the_first_256_entries_of_any_kind_are_looked_at) {
         old.faults.add("RemoveDirectoryW", name(255));  // a failure costs a folder its own turn
         EXPECT_EQ(old.sweep(), L"");
         for (int i = 0; i < 300; ++i) {
-            EXPECT_EQ(old.world.disk.exists(kStore + L"\\" + name(i)), i < files || i >= 255) << i;
+            EXPECT_EQ(old.world.disk.exists(kInStore + name(i)), i < files || i >= 255) << i;
         }
     }
 }

@@ -16,8 +16,7 @@
 
 namespace support {
 
-inline const std::wstring kStore = L"C:\\Game\\.vandrel-updater";
-inline const std::wstring kFolder = kStore + L"\\" + kJob;
+inline const std::wstring kFolder = std::wstring(kStore) + L"\\" + kJob;
 inline const std::wstring kIrregular = L"Destino de download existente nao e um arquivo regular.";
 inline const std::wstring kEscapes = L"Destino de download escapa da pasta permitida ou contem redirecionamento.";
 inline const std::wstring kBusy = L"Outro cliente desta pasta esta aberto. Feche-o e tente novamente.";

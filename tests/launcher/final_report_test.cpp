@@ -25,7 +25,7 @@ const std::vector<Report> kReports{
     {"malformed switches beside it", argument("arch", L"=/job"), kForeign},
     {"/JOB once more without a value", argument("x", L"/job"), "Argumento repetido."},
     {"/JOB= twice", argument("x", std::wstring(L"/job=") + kJob), nullptr},
-    {"/STATUS= twice", argument("x", L"/Status="), nullptr},
+    {"/STATUS= twice", argument("x", L"/Status=" + kProfiles + L"\\main\\updater\\" + kJob + L".status.json"), nullptr},
     {"no /JOB=", without("job"), nullptr},
     {"an upper-case job", argument("job", L"/JOB=" + kUpperJob), kForeign},
     {"an upper-case file name", status(L"\\main\\updater\\" + kUpperJob), nullptr},

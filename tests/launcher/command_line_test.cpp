@@ -126,6 +126,7 @@ struct Place {
 };
 
 const std::vector<Place> kPlaces{
+    {"the folder seen from the current one", argument("root", L"/ROOT=..\\..\\Game"), L"Pasta do cliente invalida."},
     {"a folder that isn't there", argument("root", L"/ROOT=C:\\Nowhere"), L"Pasta do cliente invalida."},
     {"a file", argument("root", L"/ROOT=C:\\Game\\init.lua"), L"Pasta do cliente invalida."},
     {"no client", meeting(gone(L"C:\\Game\\brindler_dx_x64.exe")), L"Pasta sem cliente Vandrel completo."},

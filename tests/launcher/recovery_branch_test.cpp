@@ -20,7 +20,7 @@ struct Interrupted : Job {
             if (there && moment == winsim::Moment::after && status().state == "handoff") world.gate.cut_now();
         });
         on_state("update_available", [this] { say("apply"); });
-        on_state("handoff", [this] { end_client(); });
+        on_state("handoff", [this] { world.clock.after(500, [this] { end_client(); }); });
         update();
         world.lose_power(world.disk.nothing_lost());
         world.network.forget_requests();

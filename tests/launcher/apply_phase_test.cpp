@@ -1,3 +1,5 @@
+#include <new>
+
 #include "launcher/update_run.h"
 #include "tests/launcher/launcher_test.h"
 

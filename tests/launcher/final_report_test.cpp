@@ -1,3 +1,5 @@
+#include <new>
+
 #include "tests/launcher/launcher_test.h"
 
 namespace support {

@@ -1,9 +1,14 @@
-# The two settings that are compiled in, checked before anything is built: VANDREL_UPDATE_URL and VANDREL_PUBLIC_KEY.
+# The settings that are compiled in, checked before anything is built: VANDREL_UPDATE_URL and VANDREL_PUBLIC_KEY, and
+# the publisher's words in the executable's version resource.
 # Also runs alone, for the checks without a build:
 #   cmake -DVANDREL_UPDATE_URL=... -DVANDREL_PUBLIC_KEY=... -P cmake/configuration.cmake
 
 set(VANDREL_DEVELOPMENT_PUBLIC_KEY "${CMAKE_CURRENT_LIST_DIR}/../keys/development_public.pem")
 set(VANDREL_UPDATE_PATH "/client-brd/updater.php")
+
+set(VANDREL_COMPANY_NAME "Vandrel" CACHE STRING "The publisher's name, as the executable's properties show it")
+set(VANDREL_LEGAL_COPYRIGHT "Copyright (C) Vandrel" CACHE STRING "Copyright notice in the executable's properties")
+set(VANDREL_PRODUCT_NAME "Vandrel Updater" CACHE STRING "Name of the product in the executable's properties")
 
 function(vandrel_refuse_url url reason)
     message(FATAL_ERROR "VANDREL_UPDATE_URL ${reason}.\n"
@@ -125,9 +130,21 @@ function(vandrel_hex_to_bytes hex result_variable)
     set(${result_variable} "${bytes}" PARENT_SCOPE)
 endfunction()
 
-# Checks both settings and writes generated/build_config.h.
+# A line of text that stands between quotes in a resource script, where nothing in it has a meaning of its own.
+function(vandrel_check_words name)
+    string(LENGTH "${${name}}" length)
+    if(NOT "${${name}}" MATCHES "[^ ]" OR length GREATER 200 OR "${${name}}" MATCHES "[\"\\\r\n\t;]")
+        message(FATAL_ERROR "${name} is no line of 1 to 200 bytes without quotes, backslashes, semicolons and tabs.\n"
+                            "  given:    ${${name}}")
+    endif()
+endfunction()
+
+# Checks all settings and writes generated/build_config.h.
 function(vandrel_configure)
     vandrel_check_url("${VANDREL_UPDATE_URL}")
+    foreach(name VANDREL_COMPANY_NAME VANDREL_LEGAL_COPYRIGHT VANDREL_PRODUCT_NAME)
+        vandrel_check_words(${name})
+    endforeach()
     vandrel_read_key("${VANDREL_PUBLIC_KEY}" modulus exponent)
     if(VANDREL_RELEASE)
         vandrel_read_key("${VANDREL_DEVELOPMENT_PUBLIC_KEY}" development_modulus unused)

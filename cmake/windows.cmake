@@ -14,15 +14,10 @@ add_link_options(
 
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
 
-# Resources stand apart from the code's include folders: windres can't take a folder with a blank in its name.
-add_library(updater_resources OBJECT src/launcher/updater.rc)
-set_source_files_properties(src/launcher/updater.rc PROPERTIES OBJECT_DEPENDS
-    "${CMAKE_SOURCE_DIR}/src/launcher/updater.manifest")
-
-add_executable(vandrel_updater WIN32 ${helper_sources} $<TARGET_OBJECTS:updater_resources>)
+add_executable(vandrel_updater WIN32 ${helper_sources})
 set_target_properties(vandrel_updater PROPERTIES OUTPUT_NAME "Vandrel Updater")
 target_include_directories(vandrel_updater PRIVATE src "${generated_dir}")
-target_link_libraries(vandrel_updater PRIVATE winhttp bcrypt shell32)
+include(cmake/helper_image.cmake)
 
 file(GLOB sample_client_sources CONFIGURE_DEPENDS sample_client/*.cpp)
 add_executable(sample_client ${sample_client_sources})

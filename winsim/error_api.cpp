@@ -1,4 +1,4 @@
-// The last error, the error mode, the system's texts, and the release of blocks.
+// The last error, the error mode, the search for libraries, the system's texts, and the release of blocks.
 #include <windows.h>
 
 #include <algorithm>
@@ -97,6 +97,14 @@ void WINAPI SetLastError(DWORD code) {
 BOOL WINAPI SetThreadErrorMode(DWORD mode, DWORD* old_mode) {
     return winsim::gated<BOOL>("SetThreadErrorMode", std::to_wstring(mode), FALSE, [&](World& world) {
         winsim::demand(world, old_mode == nullptr, "SetThreadErrorMode: with a place for the old mode");
+        return TRUE;
+    });
+}
+
+BOOL WINAPI SetDefaultDllDirectories(DWORD folders) {
+    return winsim::gated<BOOL>("SetDefaultDllDirectories", {}, FALSE, [&](World& world) {
+        winsim::demand(world, folders == LOAD_LIBRARY_SEARCH_SYSTEM32,
+                       "SetDefaultDllDirectories: any folder but the system's");
         return TRUE;
     });
 }

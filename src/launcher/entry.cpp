@@ -21,6 +21,13 @@ void forbid_dialogs() {
     SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX, nullptr);
 }
 
+// Libraries come from the system's folder alone: beside the executable, in the client's folder and in the temporary
+// one, any program of this user may have put a file of the same name. Those that the helper names are loaded at their
+// first use, and so behind this call; what they load in turn is searched in the same way.
+void refuse_planted_libraries() {
+    SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
+}
+
 // What the run has kept for its digests goes with it.
 struct DigestBufferRelease {
     ~DigestBufferRelease() { release_digest_buffer(); }
@@ -30,6 +37,7 @@ struct DigestBufferRelease {
 
 int run_helper() {
     forbid_dialogs();
+    refuse_planted_libraries();
     const DigestBufferRelease release;
     std::unique_ptr<LaunchOptions> options;
     try {

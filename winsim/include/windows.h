@@ -246,6 +246,8 @@ DWORD WINAPI GetLastError();
 #define SEM_NOGPFAULTERRORBOX 2U
 #define SEM_NOOPENFILEERRORBOX 0x8000U
 BOOL WINAPI SetThreadErrorMode(DWORD mode, DWORD* old_mode);
+#define LOAD_LIBRARY_SEARCH_SYSTEM32 0x800U
+BOOL WINAPI SetDefaultDllDirectories(DWORD folders);
 void WINAPI SetLastError(DWORD code);
 DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD language, LPWSTR buffer, DWORD size,
                             void* arguments);

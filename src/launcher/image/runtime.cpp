@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cwchar>
 
 namespace {
 
@@ -37,6 +36,9 @@ void* end_without_library(unsigned /*event*/, void* /*details*/) {
 
 }  // namespace
 
+// Names that the toolchain looks for.
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming)
+
 extern "C" {
 
 // The value that guarded functions keep between their variables and their return address. In place of this one, by
@@ -57,6 +59,8 @@ __attribute__((section(".rdata$delay$3"))) const std::uint8_t vandrel_delay_impo
 // Asked when a library, or a function in it, is missing.
 DelayLoadHook __pfnDliFailureHook2 = end_without_library;
 
+int _vsnwprintf(wchar_t* text, std::size_t capacity, const wchar_t* format, std::va_list arguments);
+
 // std::to_wstring prints whole numbers with this. The C runtime of Windows can do that, too; the toolchain's own brings
 // 21 KB for numbers of every other kind.
 int __mingw_vsnwprintf(wchar_t* text, std::size_t capacity, const wchar_t* format, std::va_list arguments) {
@@ -73,3 +77,5 @@ void __verbose_terminate_handler() {
 }
 
 }  // namespace __gnu_cxx
+
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)

@@ -3,87 +3,131 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <tuple>
+
 #include "tests/support/direct.h"
 
 namespace support {
 namespace {
 
+const std::wstring kLink = L"C:\\Game\\data\\link";
+
 class FileSystem : public testing::Test {
  protected:
     FileSystem() {
         machine.install(minimal_client());
-        machine.world.disk.put(L"C:\\Outside\\kept.txt", "kept");
-        machine.world.disk.make_junction(L"C:\\Game\\data\\link", L"C:\\Outside");
+        machine.world.disk.put(L"C:\\Outside\\deep\\kept.txt", "kept");
+        machine.world.disk.make_junction(kLink, L"C:\\Outside");
         machine.world.disk.make_junction(L"C:\\Game\\data\\dangling", L"C:\\Nowhere");
+    }
+    ~FileSystem() override { EXPECT_EQ(machine.world.disk.open_handles(), 0U); }
+
+    // How `action` ends while the first call of that name on `part`, behind `skip` others, fails with `error`.
+    template <class Action>
+    std::wstring failing(const char* call, std::wstring part, std::uint32_t error, Action action, int skip = 0) {
+        Faults faults(machine.world);
+        faults.add(call, std::move(part), error, 1, skip);
+        const std::wstring ending = machine.refusal(action);
+        EXPECT_TRUE(faults.happened()) << call;
+        return ending;
     }
 
     DirectMachine machine;
 };
 
 TEST_F(FileSystem, tells_files_from_folders_and_follows_links) {
-    const struct {
-        std::wstring path;
-        bool exists, folder, file;
-    } rows[] = {{L"C:\\Game\\init.lua", true, false, true},     {L"C:\\Game\\data", true, true, false},
-                {L"C:\\Game\\data\\link", true, true, false},   {L"C:\\Game\\none", false, false, false},
-                {L"C:\\Game\\none\\none", false, false, false}, {L"C:\\Game\\data\\dangling", false, false, false},
-                {L"C:\\Game\\init.lua\\x", false, false, false}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(vandrel::exists(row.path), row.exists) << narrow(row.path);
-        EXPECT_EQ(vandrel::is_directory(row.path), row.folder) << narrow(row.path);
-        EXPECT_EQ(vandrel::is_regular_file(row.path), row.file) << narrow(row.path);
+    const std::tuple<std::wstring, bool, bool, bool> rows[] = {{L"C:\\Game\\init.lua", true, false, true},
+                                                               {L"C:\\Game\\data", true, true, false},
+                                                               {kLink, true, true, false},
+                                                               {L"C:\\Game\\none\\x", false, false, false},
+                                                               {L"C:\\Game\\data\\dangling", false, false, false}};
+    for (const auto& [path, exists, folder, file] : rows) {
+        EXPECT_EQ(vandrel::exists(path), exists) << narrow(path);
+        EXPECT_EQ(vandrel::is_directory(path), folder) << narrow(path);
+        EXPECT_EQ(vandrel::is_regular_file(path), file) << narrow(path);
     }
 }
 
 TEST_F(FileSystem, takes_only_the_errors_of_a_missing_path_for_a_no) {
+    const auto exists = [] { vandrel::require(vandrel::exists(kClient), L"missing"); };
     for (const std::uint32_t error : {2U, 3U, 53U, 64U, 123U, 267U}) {
-        Faults faults(machine.world);
-        faults.add("GetFileAttributesExW", L"", error, kAlways);
-        EXPECT_FALSE(vandrel::exists(kClient)) << error;
-        EXPECT_FALSE(vandrel::is_directory(kRoot)) << error;
+        EXPECT_EQ(failing("GetFileAttributesExW", L"", error, exists), L"missing") << error;
     }
     for (const std::uint32_t error : {5U, 21U, 32U, 1117U}) {
-        Faults faults(machine.world);
-        faults.add("GetFileAttributesExW", L"", error, kAlways);
-        EXPECT_EQ(machine.refusal([] { vandrel::exists(kClient); }), L"[exists]") << error;
-        EXPECT_EQ(machine.refusal([] { vandrel::is_directory(kRoot); }), L"[status]") << error;
-        EXPECT_EQ(machine.refusal([] { vandrel::is_regular_file(kClient); }), L"[status]") << error;
+        EXPECT_EQ(failing("GetFileAttributesExW", L"", error, exists), L"[exists]") << error;
     }
+    EXPECT_EQ(failing("GetFileAttributesExW", L"", 5, [] { vandrel::is_directory(kRoot); }), L"[status]");
+    EXPECT_EQ(failing("GetFileAttributesExW", L"", 5, [] { vandrel::is_regular_file(kRoot); }), L"[status]");
+    for (const char* call : {"CreateFileW", "GetFileInformationByHandle"}) {
+        EXPECT_EQ(failing(call, kLink, 5, [] { vandrel::exists(kLink); }), L"[exists]");
+        EXPECT_EQ(failing(call, kLink, 5,
+                          [] {
+                              vandrel::is_directory({kLink, L"link", 0x410, 0});
+                          }),
+                  L"[directory_entry::status]");
+    }
+}
+
+TEST_F(FileSystem, makes_missing_folders_and_takes_those_that_somebody_else_has_made_meanwhile) {
+    const auto make = [] { vandrel::create_directories(L"C:\\Game\\a\\b"); };
+    at_call(machine.world, "CreateDirectoryW", L"\\a", winsim::Moment::before,
+            [&] { machine.world.disk.make_folder(L"C:\\Game\\a"); });
+    EXPECT_EQ(machine.refusal(make), L"");
+    EXPECT_TRUE(machine.world.disk.is_folder(L"C:\\Game\\a\\b"));
+    vandrel::create_directories(L"here\\too");
+    EXPECT_TRUE(machine.world.disk.is_folder(L"C:\\Users\\Ana\\here\\too"));
+
+    constexpr const wchar_t* kRefused = L"[create_directories]";
+    EXPECT_EQ(machine.refusal([] { vandrel::create_directories(L"C:\\Game\\init.lua"); }), kRefused);
+    EXPECT_EQ(machine.refusal([] { vandrel::create_directories(L"X:\\none\\x"); }), kRefused);
+    machine.world.disk.erase(L"C:\\Game\\a");
+    at_call(machine.world, "CreateDirectoryW", L"\\a", winsim::Moment::before,
+            [&] { machine.world.disk.make_folder(L"C:\\Game\\a"); });
+    EXPECT_EQ(failing("CreateDirectoryW", L"\\a", 5, make), kRefused);
 }
 
 TEST_F(FileSystem, removes_a_tree_and_leaves_what_its_junctions_point_to) {
     vandrel::remove_all(L"C:\\Game");
     vandrel::remove_all(L"C:\\Game");
     EXPECT_FALSE(machine.world.disk.exists(kRoot));
-    EXPECT_EQ(machine.world.disk.read(L"C:\\Outside\\kept.txt"), "kept");
     machine.world.disk.make_junction(L"C:\\Link", L"C:\\Outside");
     vandrel::remove_all(L"C:\\Link");
     EXPECT_FALSE(machine.world.disk.exists(L"C:\\Link"));
-    EXPECT_EQ(machine.world.disk.read(L"C:\\Outside\\kept.txt"), "kept");
-    EXPECT_EQ(machine.world.disk.open_handles(), 0U);
+    EXPECT_EQ(machine.world.disk.read(L"C:\\Outside\\deep\\kept.txt"), "kept");
 }
 
-TEST_F(FileSystem, stops_a_removal_at_a_file_that_stays) {
+TEST_F(FileSystem, stops_a_removal_at_what_stays_but_not_at_what_has_gone_meanwhile) {
     const auto remove = [] { vandrel::remove_all(L"C:\\Game\\data"); };
-    const int hold = machine.world.disk.hold(L"C:\\Game\\data\\things.dat", GENERIC_READ, FILE_SHARE_READ);
-    EXPECT_EQ(machine.refusal(remove), L"[remove_all]");
-    machine.world.disk.release(hold);
+    for (const char* call : {"GetFileAttributesW", "FindFirstFileW", "FindNextFileW", "DeleteFileW"}) {
+        EXPECT_EQ(failing(call, L"", 5, remove), L"[remove_all]") << call;
+    }
+    EXPECT_EQ(failing("RemoveDirectoryW", L"\\data", 5, remove), L"[remove_all]");
+    machine.install(minimal_client());
+    EXPECT_EQ(failing("RemoveDirectoryW", L"\\data", 3, remove), L"");
     EXPECT_EQ(machine.refusal(remove), L"");
     EXPECT_FALSE(machine.world.disk.exists(L"C:\\Game\\data"));
 }
 
 TEST_F(FileSystem, visits_every_entry_of_a_tree_and_enters_no_junction) {
-    std::vector<std::string> visited;
-    vandrel::walk_tree(L"C:\\Game\\data", [&](const vandrel::DirectoryEntry& entry) {
-        visited.push_back(narrow(entry.name) + (vandrel::is_directory(entry) ? "\\" : ""));
-    });
-    EXPECT_EQ(visited, (std::vector<std::string>{"dangling", "link\\", "things.dat"}));
-    EXPECT_EQ(machine.refusal([] { vandrel::walk_tree(L"C:\\None", [](const auto&) {}); }),
-              L"[recursive_directory_iterator::recursive_directory_iterator]");
-    Faults faults(machine.world);
-    faults.add("FindNextFileW");
-    EXPECT_EQ(machine.refusal([] { const vandrel::DirectoryIterator entries(kRoot); }),
+    machine.world.disk.make_folder(L"C:\\Game\\data\\sub");
+    machine.world.disk.put(L"C:\\Game\\data\\sub\\t", "t", 134000000000000001);
+    std::string visited;
+    const auto walk = [&] {
+        vandrel::walk_tree(L"C:\\Game\\data", [&](const vandrel::DirectoryEntry& entry) {
+            visited += narrow(entry.name) + (vandrel::is_directory(entry) ? "\\ " : " ");
+            EXPECT_EQ(entry.write_time, entry.name == L"t" ? 134000000000000001U : entry.write_time);
+        });
+    };
+    EXPECT_EQ(machine.refusal(walk), L"");
+    EXPECT_EQ(visited, "dangling link\\ sub\\ t things.dat ");
+    const std::wstring open = L"[recursive_directory_iterator::recursive_directory_iterator]";
+    const std::wstring advance = L"[recursive_directory_iterator::operator++]";
+    EXPECT_EQ(failing("FindFirstFileW", L"", 5, walk), open);
+    EXPECT_EQ(failing("FindFirstFileW", L"sub", 5, walk), advance);
+    for (const int skip : {0, 5}) EXPECT_EQ(failing("FindNextFileW", L"", 5, walk, skip), advance) << skip;
+    EXPECT_EQ(failing("FindNextFileW", L"", 5, [] { const vandrel::DirectoryIterator entries(kRoot); }),
               L"[directory_iterator::operator++]");
+    EXPECT_TRUE(vandrel::DirectoryIterator(kRoot, L"none*").at_end());
 }
 
 TEST_F(FileSystem, keeps_write_times_to_the_tick_of_100_nanoseconds) {

@@ -1,12 +1,13 @@
 #include "safefs/small_files.h"
-#include "safefs/plain_files.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>
 
 #include <mutex>
 #include <set>
+#include <tuple>
 
+#include "safefs/plain_files.h"
 #include "tests/support/direct.h"
 #include "winsim/explore/explore.h"
 
@@ -67,19 +68,17 @@ TEST_F(SmallFiles, are_not_read_when_they_are_missing_or_behind_a_redirection) {
 
 TEST_F(SmallFiles, are_refused_in_the_words_of_the_call_that_fails) {
     machine.world.disk.put(kFile, "content");
-    const struct {
-        const char* call;
-        std::uint32_t error;
-        std::wstring text;
-    } rows[] = {{"CreateFileW", 32, vandrel::system_error_text(L"Abrir arquivo", 32)},
-                {"GetFileSizeEx", 6, kTooLarge},
-                {"ReadFile", 1117, kIncomplete},
-                {"ReadFile", winsim::kShortTransfer, kIncomplete}};
-    for (const auto& row : rows) {
+    const std::tuple<const char*, std::uint32_t, const wchar_t*> rows[] = {
+        {"CreateFileW", 32,
+         L"Abrir arquivo (32): The process cannot access the file because it is being used by another process.\r\n"},
+        {"GetFileSizeEx", 6, kTooLarge},
+        {"ReadFile", 1117, kIncomplete},
+        {"ReadFile", winsim::kShortTransfer, kIncomplete}};
+    for (const auto& [call, error, text] : rows) {
         Faults faults(machine.world);
-        faults.add(row.call, L"", row.error);
-        EXPECT_EQ(read_refusal(), row.text) << row.call;
-        EXPECT_EQ(machine.world.disk.open_handles(), 0U) << row.call;
+        faults.add(call, L"", error);
+        EXPECT_EQ(read_refusal(), text) << call;
+        EXPECT_EQ(machine.world.disk.open_handles(), 0U) << call;
     }
 }
 
@@ -131,23 +130,41 @@ TEST_F(SmallFiles, are_old_or_new_after_a_power_cut_anywhere_in_the_write_or_in_
 }
 
 TEST_F(SmallFiles, are_what_they_were_after_a_failed_write_and_no_temporary_file_stays) {
-    const struct {
-        const char* call;
-        std::uint32_t error;
-        std::wstring text;
-    } rows[] = {{"CreateFileW", 5, vandrel::system_error_text(L"Criar arquivo temporario", 5)},
-                {"WriteFile", 112, L"Falha ao gravar arquivo temporario."},
-                {"WriteFile", winsim::kShortTransfer, L"Falha ao gravar arquivo temporario."},
-                {"ReplaceFileW", 1175, L"Falha na promocao atomica (Windows 1175)"},
-                {"ReplaceFileW", 1224, L"Falha na promocao atomica (Windows 1224)"}};
+    const std::tuple<const char*, std::uint32_t, std::wstring> rows[] = {
+        {"CreateFileW", 5, L"Criar arquivo temporario (5): Access is denied.\r\n"},
+        {"WriteFile", 112, L"Falha ao gravar arquivo temporario."},
+        {"WriteFile", winsim::kShortTransfer, L"Falha ao gravar arquivo temporario."},
+        {"ReplaceFileW", 1175, L"Falha na promocao atomica (Windows 1175)"},
+        {"ReplaceFileW", 31, L"Falha na promocao atomica (Windows 31)"},
+        {"ReplaceFileW", 33, L"Falha na promocao atomica (Windows 33)"}};
     machine.world.disk.put(kFile, "old");
-    for (const auto& row : rows) {
+    for (const auto& [call, error, text] : rows) {
         Faults faults(machine.world);
-        faults.add(row.call, L"", row.error);
-        EXPECT_EQ(write_refusal(), row.text);
-        EXPECT_EQ(files(), (Files{{"small.bin", "old"}})) << row.call;
+        faults.add(call, L"", error);
+        EXPECT_EQ(write_refusal(), text);
+        EXPECT_EQ(files(), (Files{{"small.bin", "old"}})) << call;
     }
     EXPECT_TRUE(machine.calls("Sleep").empty());
+}
+
+TEST_F(SmallFiles, are_written_into_a_new_file_that_nobody_else_may_open) {
+    int refused = 0;
+    at_call(machine.world, "WriteFile", L".part", winsim::Moment::before, [&] {
+        for (const auto& [name, content] : files()) {
+            for (const DWORD access : {GENERIC_READ, GENERIC_WRITE, DELETE}) {
+                EXPECT_THROW(machine.world.disk.hold(L"C:\\Game\\data\\" + wide(name), access, 7), std::logic_error);
+                ++refused;
+            }
+        }
+    });
+    EXPECT_EQ(write_refusal("old"), L"");
+    EXPECT_EQ(refused, 3);
+    machine.world.gate.add_watcher([&](const winsim::Call& call, winsim::Moment moment) {
+        if (call.name != "CreateFileW" || moment != winsim::Moment::before) return;
+        machine.world.disk.put(std::wstring(call.subject), "a stranger's");
+    });
+    EXPECT_EQ(write_refusal("new"), L"Criar arquivo temporario (80): The file exists.\r\n");
+    EXPECT_EQ(machine.world.disk.read(kFile), "old");
 }
 
 TEST_F(SmallFiles, name_the_error_from_before_a_flush_that_fails) {
@@ -155,7 +172,10 @@ TEST_F(SmallFiles, name_the_error_from_before_a_flush_that_fails) {
         if (call.name == "WriteFile") machine.world.gate.last_error = 33;
         return call.name == "FlushFileBuffers" ? 1117U : 0U;
     });
-    EXPECT_EQ(write_refusal(), vandrel::system_error_text(L"Sincronizar arquivo", 33));
+    EXPECT_EQ(
+        write_refusal(),
+        L"Sincronizar arquivo (33): The process cannot access the file because another process has locked a portion of "
+        L"the file.\r\n");
     EXPECT_EQ(files(), Files());
 }
 
@@ -169,28 +189,30 @@ TEST_F(SmallFiles, raise_the_first_failure_even_when_the_temporary_file_cannot_b
 
 TEST_F(SmallFiles, wait_for_a_busy_destination_20_times_25_ms) {
     for (const std::uint32_t error : {5U, 32U}) {
-        for (const int busy : {0, 1, 19, 20, kAlways}) {
+        for (const int busy : {1, 19, 20, kAlways}) {
             machine.world.disk.put(kFile, "old");
             machine.world.gate.reset();
             const std::uint64_t start = machine.world.clock.tick_ms();
             Faults faults(machine.world);
             faults.add("ReplaceFileW", L"", error, busy);
-            const int pauses = std::min(busy, 20);
-            const std::wstring text = L"Falha na promocao atomica (Windows " + std::to_wstring(error) + L")";
-            EXPECT_EQ(write_refusal(), busy < 20 ? L"" : text);
-            EXPECT_EQ(files(), (Files{{"small.bin", busy < 20 ? "new" : "old"}}));
-            EXPECT_EQ(machine.calls("ReplaceFileW").size(), static_cast<std::size_t>(busy < 20 ? busy + 1 : 20));
-            EXPECT_EQ(machine.world.clock.tick_ms() - start, static_cast<std::uint64_t>(pauses) * 25);
+            const bool patient = busy < 20;
+            EXPECT_EQ(write_refusal(),
+                      patient ? L"" : L"Falha na promocao atomica (Windows " + std::to_wstring(error) + L")");
+            EXPECT_EQ(files(), (Files{{"small.bin", patient ? "new" : "old"}}));
+            EXPECT_EQ(machine.calls("ReplaceFileW").size(), patient ? static_cast<std::size_t>(busy) + 1U : 20U);
+            EXPECT_EQ(machine.calls("Sleep").size(), patient ? static_cast<std::size_t>(busy) : 20U);
+            EXPECT_EQ(machine.world.clock.tick_ms() - start, patient ? static_cast<std::uint64_t>(busy) * 25 : 500U);
         }
     }
 }
 
-TEST_F(SmallFiles, replace_a_destination_once_its_reader_lets_go) {
+TEST_F(SmallFiles, say_how_the_last_attempt_failed) {
     machine.world.disk.put(kFile, "old");
-    const int reader = machine.world.disk.hold(kFile, GENERIC_READ, FILE_SHARE_READ);
-    machine.world.clock.after(60, [&] { machine.world.disk.release(reader); });
-    EXPECT_EQ(write_refusal(), L"");
-    EXPECT_EQ(files(), (Files{{"small.bin", "new"}}));
+    Faults faults(machine.world);
+    faults.add("ReplaceFileW", L"", 32, 2);
+    faults.add("ReplaceFileW", L"", 5, 1);
+    faults.add("ReplaceFileW", L"", 31);
+    EXPECT_EQ(write_refusal(), L"Falha na promocao atomica (Windows 31)");
     EXPECT_EQ(machine.calls("Sleep").size(), 3U);
 }
 
@@ -207,6 +229,11 @@ TEST_F(SmallFiles, are_discarded_only_when_they_are_plain_and_count_as_gone_when
     EXPECT_FALSE(vandrel::discard_temporary_file(L"C:\\Game\\data"));
     EXPECT_FALSE(vandrel::discard_temporary_file(L"C:\\Game\\link"));
     EXPECT_FALSE(vandrel::discard_temporary_file(L"C:\\Game\\none\\x"));
+    EXPECT_FALSE(vandrel::is_plain_file(L"C:\\Game\\data"));
+    EXPECT_FALSE(vandrel::is_plain_file(L"C:\\Game\\none"));
+    machine.world.disk.set_attributes(kFile, FILE_ATTRIBUTE_READONLY);
+    EXPECT_TRUE(vandrel::is_plain_file(kFile));
+    machine.world.disk.set_attributes(kFile, FILE_ATTRIBUTE_NORMAL);
     EXPECT_TRUE(machine.calls("DeleteFileW").empty());
     const int reader = machine.world.disk.hold(kFile, GENERIC_READ, FILE_SHARE_READ);
     EXPECT_FALSE(vandrel::discard_temporary_file(kFile));

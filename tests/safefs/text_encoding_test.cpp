@@ -60,5 +60,16 @@ TEST(CaseFolding, maps_ascii_capitals_alone) {
     EXPECT_EQ(vandrel::fold_case(L"@AZ[`az{\xC7\xE7\x130"), L"@az[`az{\xC7\xE7\x130");
 }
 
+TEST(JobIdentifier, has_32_hexadecimal_digits) {
+    const std::wstring job = L"0123456789abcdefABCDEF0123456789";
+    EXPECT_TRUE(vandrel::is_job_identifier(job));
+    EXPECT_FALSE(vandrel::is_job_identifier(job + L"0"));
+    for (std::size_t at = 0; at < job.size(); ++at) EXPECT_FALSE(vandrel::is_job_identifier(job.substr(0, at)));
+    for (const wchar_t unit : std::wstring(L"/:@G[`g{ \xFF11")) {
+        EXPECT_FALSE(vandrel::is_job_identifier(job.substr(1) + unit)) << narrow({unit});
+        EXPECT_FALSE(vandrel::is_job_identifier(unit + job.substr(1))) << narrow({unit});
+    }
+}
+
 }  // namespace
 }  // namespace support

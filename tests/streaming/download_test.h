@@ -59,6 +59,18 @@ class DownloadTest : public testing::Test {
             is_cancelled, on_progress, outcome, error);
     }
 
+    // The download fails with that text after so many attempts, and claims nothing.
+    void expect_failure(const std::wstring& text, std::uint32_t attempts) {
+        opened_at.clear();
+        outcome.completed = true;
+        EXPECT_FALSE(download());
+        EXPECT_EQ(error, text);
+        EXPECT_EQ(outcome.attempts_made, attempts) << narrow(text);
+        EXPECT_FALSE(outcome.completed || outcome.size_matched || outcome.sha256_matched || outcome.crc32_matched);
+        EXPECT_EQ(outcome.sha256, vandrel::Digest{}) << narrow(text);
+        EXPECT_EQ(outcome.crc32, 0U) << narrow(text);
+    }
+
     // Everything in the stage, with "/" separators.
     Files staged() const { return files_beneath(machine.world.disk, L"C:\\Game\\stage"); }
 

@@ -47,7 +47,7 @@ TEST_F(HandoffWaits, take_a_standing_answer_before_they_look_at_the_client) {
     EXPECT_TRUE(machine.calls("WaitForSingleObject").empty());
 }
 
-TEST_F(HandoffWaits, hear_the_answer_at_the_next_poll_of_100_ms) {
+TEST_F(HandoffWaits, hear_the_answer_or_see_the_client_gone_at_the_next_poll_of_100_ms) {
     say_after(1050, "apply");
     EXPECT_EQ(wait(vandrel::wait_for_authorization), L"");
     EXPECT_EQ(passed(), 1100U);
@@ -55,9 +55,7 @@ TEST_F(HandoffWaits, hear_the_answer_at_the_next_poll_of_100_ms) {
     say_after(200, "cancel");
     EXPECT_EQ(wait(vandrel::wait_for_authorization), L"cancelled");
     EXPECT_EQ(passed(), 200U);
-}
-
-TEST_F(HandoffWaits, end_with_the_client_when_it_has_not_answered) {
+    machine.forget_command();
     after(150, [this] { machine.end_client(); });
     EXPECT_EQ(wait(vandrel::wait_for_authorization), kGone);
     EXPECT_EQ(passed(), 200U);
@@ -85,12 +83,18 @@ TEST_F(HandoffWaits, give_the_player_30_minutes_to_answer) {
     say_after(1799950, "apply");  // heard at the last poll, which is the one at the limit
     EXPECT_EQ(wait(vandrel::wait_for_authorization), L"");
     EXPECT_EQ(passed(), 1800000U);
+    machine.forget_command();
+    after(1799950, [this] { machine.end_client(); });  // which is looked at before the clock
+    EXPECT_EQ(wait(vandrel::wait_for_authorization), kGone);
 }
 
 TEST_F(HandoffWaits, give_the_client_2_minutes_to_end) {
     machine.say("apply");
     EXPECT_EQ(wait(vandrel::wait_for_client_exit), kStillThere);
     EXPECT_EQ(passed(), 120000U);
+    say_after(119950, "cancel");  // not looked for again
+    EXPECT_EQ(wait(vandrel::wait_for_client_exit), kStillThere);
+    machine.say("apply");
     after(120000, [this] { machine.end_client(); });  // within the last look of 100 ms
     EXPECT_EQ(wait(vandrel::wait_for_client_exit), L"");
     EXPECT_EQ(passed(), 120000U);
@@ -101,6 +105,8 @@ TEST_F(HandoffWaits, hear_a_cancellation_until_the_client_has_ended_and_even_the
     say_after(950, "cancel");
     EXPECT_EQ(wait(vandrel::wait_for_client_exit), L"cancelled");
     EXPECT_EQ(passed(), 1000U);
+    EXPECT_EQ(wait(vandrel::wait_for_client_exit), L"cancelled");
+    EXPECT_EQ(passed(), 0U);
     machine.say("apply");
     after(30, [this] {
         machine.say("cancel");

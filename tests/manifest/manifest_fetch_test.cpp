@@ -7,8 +7,6 @@
 namespace support {
 namespace {
 
-constexpr const wchar_t* kCutShort = L"Manifesto excede limite ou transferencia incompleta.";
-
 class ManifestFetch : public testing::Test {
  protected:
     ~ManifestFetch() override { EXPECT_EQ(machine.world.network.open_handles(), 0U); }
@@ -25,25 +23,26 @@ class ManifestFetch : public testing::Test {
 };
 
 TEST_F(ManifestFetch, asks_once_and_gives_the_body_as_received) {
-    machine.serve_manifest(std::string("any\0bytes", 9));
-    EXPECT_EQ(fetch(), L"");
-    EXPECT_EQ(fetched, std::string("any\0bytes", 9));
-    ASSERT_EQ(machine.world.network.requests().size(), 1U);
-    EXPECT_EQ(machine.world.network.requests()[0].object, L"/client-brd/updater.php?action=manifest&arch=64");
-    machine.serve_manifest("");
-    EXPECT_EQ(fetch(), L"");
-    EXPECT_EQ(fetched, "");
+    for (const std::string& body : {std::string("any\0bytes", 9), std::string(), std::string(65537, 'm')}) {
+        machine.world.network.forget_requests();
+        machine.serve_manifest(body);
+        EXPECT_EQ(fetch(), L"");
+        EXPECT_EQ(fetched, body);
+        ASSERT_EQ(machine.world.network.requests().size(), 1U);
+        EXPECT_EQ(machine.world.network.requests()[0].object, L"/client-brd/updater.php?action=manifest&arch=64");
+    }
 }
 
 TEST_F(ManifestFetch, accepts_16_mib_and_not_a_byte_more) {
-    constexpr std::size_t kLimit = 16777216;
-    machine.serve_manifest(std::string(kLimit, 'm'));
+    machine.serve_manifest(std::string(16777216, 'm'));
     EXPECT_EQ(fetch(), L"");
-    EXPECT_EQ(fetched, std::string(kLimit, 'm'));
-    machine.world.gate.reset();
-    machine.serve_manifest(std::string(kLimit + 70000, 'm'));
-    EXPECT_EQ(fetch(), kCutShort);
-    EXPECT_EQ(machine.calls("WinHttpReadData").size(), kLimit / 65536 + 1);
+    EXPECT_EQ(fetched.size(), 16777216U);
+    for (const std::size_t beyond : {1U, 70000U}) {
+        machine.world.gate.reset();
+        machine.serve_manifest(std::string(16777216 + beyond, 'm'));
+        EXPECT_EQ(fetch(), L"Manifesto excede limite ou transferencia incompleta.");
+        EXPECT_EQ(machine.calls("WinHttpReadData").size(), 257U);
+    }
 }
 
 TEST_F(ManifestFetch, fails_with_the_transports_text_and_does_not_retry) {

@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <tuple>
+
 #include "tests/support/direct.h"
 
 namespace support {
 namespace {
 
-constexpr std::uint64_t kGiB = 1024ULL * 1024 * 1024;
 constexpr const wchar_t* kEmpty = L"Release vazia ou invalida.";
 constexpr const wchar_t* kUnmanaged = L"Caminho nao gerenciado no manifesto.";
 constexpr const wchar_t* kRepeated = L"Caminho repetido no manifesto.";
@@ -17,207 +19,128 @@ constexpr const wchar_t* kIncomplete = L"Manifesto sem init.lua ou backend selec
 constexpr const wchar_t* kEscapes = L"Destino de download escapa da pasta permitida ou contem redirecionamento.";
 constexpr const wchar_t* kNotRegular = L"Destino de download existente nao e um arquivo regular.";
 
-struct Listed {
-    std::string path;
-    std::uint64_t size = 1;
-};
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
 
 class ManifestPolicy : public testing::Test {
  protected:
-    ManifestPolicy() {
-        machine.install({});
-        options = std::make_unique<vandrel::LaunchOptions>(machine.options());
-    }
+    ManifestPolicy() : options(machine.options()) { machine.install({}); }
 
-    bool managed(const std::string& path) const { return vandrel::is_managed_path({path, 0, {}}, *options); }
-    // The failure over a complete release that begins with `listed`.
-    std::wstring verdict(std::vector<Listed> listed, std::uint32_t release = 1, bool complete = true) {
-        if (complete) listed.insert(listed.end(), {{"init.lua", 0}, {"brindler_dx_x64.exe", 0}});
+    void expect_managed(bool is_managed, const std::vector<std::string>& paths) const {
+        for (const std::string& path : paths) {
+            EXPECT_EQ(vandrel::is_managed_path({path, 0, {}}, options), is_managed) << path;
+        }
+    }
+    // The breach, "2 text" for the third entry's, in a release of these files: "path" or "path=size", the size else 1.
+    std::wstring breach(const std::string& files, std::uint32_t release = 1) {
+        const std::vector<std::string> listed = words(files);
         std::vector<vandrel::ManifestEntry> entries;
-        for (const Listed& file : listed) entries.push_back({file.path, file.size, {}});
-        return machine.refusal([&] { vandrel::validate_manifest_policy(entries, release, *options); });
+        for (const std::string_view file : listed) {
+            const std::size_t equals = file.find('=');
+            const bool sized = equals != std::string_view::npos;
+            entries.push_back(
+                {file.substr(0, equals), sized ? std::stoull(std::string(file.substr(equals + 1))) : 1, {}});
+        }
+        const auto found = vandrel::find_policy_breach(entries, release, options);
+        const std::wstring thrown =
+            machine.refusal([&] { vandrel::validate_manifest_policy(entries, release, options); });
+        EXPECT_EQ(thrown, found ? found->text : L"") << files;
+        if (!found) return L"";
+        return found->index ? std::to_wstring(*found->index) + L" " + found->text : found->text;
     }
 
     DirectMachine machine;
-    std::unique_ptr<vandrel::LaunchOptions> options;
+    vandrel::LaunchOptions options;
 };
 
 TEST_F(ManifestPolicy, manages_three_folders_and_the_named_files_whatever_their_ascii_case) {
-    for (const char* path : {"data/a",
-                             "Data/A",
-                             "DATA/a/b/c.png",
-                             "modules/a",
-                             "layouts/a",
-                             "init.lua",
-                             "INIT.LUA",
-                             "Vandrel Updater.exe",
-                             "d3dcompiler_47.dll",
-                             "vcruntime140.dll",
-                             "vcruntime140_1.dll",
-                             "brindler_dx_x64.exe",
-                             "Brindler_GL_x64.exe",
-                             "data/com10",
-                             "data/com0",
-                             "data/lpt0",
-                             "data/conx",
-                             "data/.con",
-                             "data/con_x",
-                             "data/con .txt",
-                             "data/ a",
-                             "data/a b.txt",
-                             "data/..a",
-                             "data/\xC3\xA7",
-                             "data/a\x7F"}) {
-        EXPECT_TRUE(managed(path)) << path;
-    }
+    expect_managed(true, words("data/a Data/A DATA/a/b/c.png modules/a layouts/a init.lua INIT.LUA d3dcompiler_47.dll "
+                               "vcruntime140.dll vcruntime140_1.dll brindler_dx_x64.exe Brindler_GL_x64.exe data/com10 "
+                               "data/com0 data/lpt0 data/conx data/.con data/con_x data/clock data/..a data/\xC3\xA7"));
+    expect_managed(true, {"Vandrel Updater.exe", "data/con .txt", "data/ a", "data/a b.txt", "data/a\x7F"});
+    options.arch = L"32";
+    expect_managed(true, {"brindler_gl_x86.exe"});
+    expect_managed(false, {"brindler_gl_x64.exe"});
 }
 
 TEST_F(ManifestPolicy, manages_no_other_name_and_none_that_windows_reads_in_another_way) {
-    for (const char* path : {"",
-                             "data",
-                             "data/",
-                             "modules",
-                             "modulesx/a",
-                             "other/a",
-                             "a",
-                             "init.luax",
-                             "x/init.lua",
-                             "brindler_dx_x86.exe",
-                             "brindler_gl_x86.exe",
-                             "brindler_vk_x64.exe",
-                             "brindler_dx.exe",
-                             "data/con",
-                             "data/CON.txt",
-                             "data/prn",
-                             "data/a/lpt9.x.y",
-                             "data/clock$",
-                             "data/NUL/x",
-                             "data/com1.tar.gz",
-                             "data/aux.c",
-                             "data/a.",
-                             "data/a ",
-                             "data/a./b",
-                             "data/a /b",
-                             "data/./a",
-                             "data/../x",
-                             "../x",
-                             "data//a",
-                             "data/a/",
-                             "data/a//",
-                             "data\\a",
-                             "data/a\\b",
-                             "/data/a",
-                             "\\data/a",
-                             "C:data/a",
-                             "C:/data/a",
-                             "data/a:b",
-                             "data/a*b",
-                             "data/a<b",
-                             "data/a>b",
-                             "data/a\"b",
-                             "data/a|b",
-                             "data/a?b",
-                             "data/a\nb",
-                             "data/a\x1F",
-                             "data/\xFF",
-                             "data/\xC0\xAF",
-                             "data/\xED\xA0\x80",
-                             "//server/data/a"}) {
-        EXPECT_FALSE(managed(path)) << path;
+    expect_managed(false, words(R"(data data/ modules modulesx/a other/a a init.luax x/init.lua brindler_dx_x86.exe
+                                   brindler_gl_x86.exe brindler_vk_x64.exe brindler_dx.exe data/a. data/a./b data/./a
+                                   data/../x ../x data//a data/a/ data/a// data\a data/a\b /data/a \data/a C:data/a
+                                   C:/data/a data/a:b data/a*b data/a<b data/a>b data/a"b data/a|b data/a?b
+                                   //server/data/a)"));
+    expect_managed(false, {"", "data/a ", "data/a /b", "data/a\nb", "data/a\x1F", "data/\xFF", "data/\xC0\xAF",
+                           "data/\xED\xA0\x80", std::string("data/a\0b", 8)});
+    for (const std::string& device : words("con prn aux nul clock$ com1 com2 com3 com4 com5 com6 com7 com8 com9 lpt1 "
+                                           "lpt2 lpt3 lpt4 lpt5 lpt6 lpt7 lpt8 lpt9 CON Aux COM1 Lpt9 CLOCK$")) {
+        expect_managed(false, {"data/" + device, "data/" + device + ".tar.gz", "data/" + device + "/x"});
     }
-    EXPECT_FALSE(managed(std::string("data/a\0b", 8)));
 }
 
-TEST_F(ManifestPolicy, manages_paths_of_220_units_and_none_longer) {
+TEST_F(ManifestPolicy, manages_paths_of_220_units_and_takes_relative_ones_of_4096_and_none_longer) {
     const std::string pair = "\xF0\x9F\x8E\xAE";  // two units, four bytes
-    EXPECT_TRUE(managed("data/" + std::string(215, 'x')));
-    EXPECT_FALSE(managed("data/" + std::string(216, 'x')));
-    EXPECT_TRUE(managed("data/" + std::string(213, 'x') + pair));
-    EXPECT_FALSE(managed("data/" + std::string(214, 'x') + pair));
-}
-
-TEST_F(ManifestPolicy, manages_the_executables_of_the_other_architecture_for_that_one) {
-    options->arch = L"32";
-    EXPECT_TRUE(managed("brindler_gl_x86.exe"));
-    EXPECT_FALSE(managed("brindler_gl_x64.exe"));
-}
-
-TEST_F(ManifestPolicy, takes_a_relative_path_of_4096_units_and_none_longer) {
+    expect_managed(true, {"data/" + std::string(215, 'x'), "data/" + std::string(213, 'x') + pair});
+    expect_managed(false, {"data/" + std::string(216, 'x'), "data/" + std::string(214, 'x') + pair});
     const std::wstring longest(4096, L'x');
     EXPECT_TRUE(vandrel::is_safe_relative_path(longest));
-    EXPECT_FALSE(vandrel::is_safe_relative_path(longest + L"x"));
     EXPECT_TRUE(vandrel::is_safe_relative_path(L"a\\b//c"));  // as such; the manifest's own rules are stricter
-    EXPECT_FALSE(vandrel::is_safe_relative_path(L"a\\..\\b"));
-    EXPECT_FALSE(vandrel::is_safe_relative_path(L"a/b/"));
+    for (const std::wstring& path :
+         {longest + L"x", std::wstring(), std::wstring(L"a\\..\\b"), std::wstring(L"a/b/")}) {
+        EXPECT_FALSE(vandrel::is_safe_relative_path(path));
+    }
 }
 
 TEST_F(ManifestPolicy, refuses_a_release_that_is_empty_or_lacks_the_script_or_this_client) {
-    EXPECT_EQ(verdict({}), L"");
-    EXPECT_EQ(verdict({}, 0), kEmpty);
-    EXPECT_EQ(verdict({}, 1, false), kEmpty);
-    EXPECT_EQ(verdict({{"init.lua"}, {"brindler_gl_x64.exe"}}, 1, false), kIncomplete);
-    EXPECT_EQ(verdict({{"brindler_dx_x64.exe"}}, 1, false), kIncomplete);
-    EXPECT_EQ(verdict({{"INIT.lua"}, {"Brindler_DX_x64.EXE"}}, 1, false), L"");
+    EXPECT_EQ(breach("init.lua brindler_dx_x64.exe", 0), kEmpty);
+    EXPECT_EQ(breach(""), kEmpty);
+    EXPECT_EQ(breach("brindler_dx_x64.exe"), kIncomplete);
+    EXPECT_EQ(breach("init.lua brindler_gl_x64.exe"), kIncomplete);
+    EXPECT_EQ(breach("INIT.LUA Brindler_DX_x64.exe"), L"");
 }
 
-TEST_F(ManifestPolicy, stops_at_the_first_breach_in_the_order_of_the_checks) {
+TEST_F(ManifestPolicy, blames_the_first_entry_that_breaks_a_rule_in_the_order_of_the_checks) {
     auto& disk = machine.world.disk;
     disk.make_junction(L"C:\\Game\\data\\link", L"C:\\Game\\modules");
     disk.make_folder(L"C:\\Game\\data\\folder");
-    disk.make_junction(L"C:\\Game\\data\\folder.lnk", L"C:\\Users");
-    const std::uint64_t over = 4 * kGiB + 1;
-    const struct {
-        const char* name;
-        std::vector<Listed> files;
-        std::wstring error;
-    } rows[] = {{"unmanaged before all", {{"data/a"}, {"data/A\\"}, {"data/a", over}}, kUnmanaged},
-                {"repeated before its size", {{"data/a.png"}, {"Data/A.PNG", over}}, kRepeated},
-                {"size before its place", {{"data/link/x", over}}, kTooLarge},
-                {"place before its ancestors", {{"data/link"}}, kNotRegular},
-                {"behind a junction", {{"data/link/x"}}, kEscapes},
-                {"over a folder", {{"data/folder"}}, kNotRegular},
-                {"over a junction", {{"data/folder.lnk"}}, kNotRegular},
-                {"a file before what lies beneath", {{"data/a"}, {"data/a/b"}}, kConflict},
-                {"far beneath", {{"data/a"}, {"data/a/b/c/d"}, {"bad"}}, kConflict},
-                {"a file behind what lies beneath", {{"data/a/b"}, {"data/a"}}, kConflict},
-                {"the later check behind the entries", {{"data/a/b"}, {"data/a"}, {"bad"}}, kUnmanaged},
-                {"in another case", {{"Data/a"}, {"data/A/b"}}, kConflict},
-                {"with a name between", {{"data/a/b"}, {"data/a-x"}, {"data/a"}}, kConflict},
-                {"a common beginning is none", {{"data/a"}, {"data/ab"}, {"data/a.b"}, {"data/a-/x"}}, L""},
-                {"other letters are other paths", {{"data/\xC3\x87"}, {"data/\xC3\xA7"}}, L""},
-                {"conflict before completeness", {{"init.lua"}, {"data/a/b"}, {"data/a"}}, kConflict}};
-    for (const auto& row : rows) {
-        const bool complete = row.files.front().path != "init.lua";
-        EXPECT_EQ(verdict(row.files, 1, complete), row.error) << row.name;
-    }
-}
-
-TEST_F(ManifestPolicy, finds_a_conflict_among_names_beyond_the_basic_plane) {
-    // U+E000 and U+1F3AE sort the other way in UTF-16 than in UTF-8.
-    const std::string low = "data/\xEE\x80\x80";
-    const std::string high = "data/\xF0\x9F\x8E\xAE";
-    EXPECT_EQ(verdict({{low + "/x"}, {high}, {low}}), kConflict);
-    EXPECT_EQ(verdict({{high + "/x"}, {low}, {high}}), kConflict);
-    EXPECT_EQ(verdict({{high}, {low}, {high + "x"}, {low + "x"}}), L"");
+    const std::tuple<const char*, std::wstring, const wchar_t*> rows[] = {
+        {"data/a data/A\\ data/a=4294967297", L"1 ", kUnmanaged},
+        {"data/a.png Data/A.PNG=4294967297", L"1 ", kRepeated},
+        {"data/z data/x data/Z", L"2 ", kRepeated},
+        {"data/link/x=4294967297", L"0 ", kTooLarge},
+        {"data/a data/link/x", L"1 ", kEscapes},
+        {"data/link data/link/x", L"0 ", kNotRegular},
+        {"data/folder", L"0 ", kNotRegular},
+        {"data/x data/a data/y data/a/b", L"3 ", kConflict},
+        {"data/a data/a/b/c/d bad", L"1 ", kConflict},
+        {"data/x data/a/b data/y data/a", L"3 ", kConflict},
+        {"data/a/b data/a bad", L"2 ", kUnmanaged},
+        {"Data/a data/A/b", L"1 ", kConflict},
+        {"data/A/b Data/a", L"1 ", kConflict},
+        {"data/a/b data/a-x data/a", L"2 ", kConflict},
+        {"init.lua data/a/b data/a", L"2 ", kConflict},
+        {"data/\xEE\x80\x80/x data/\xF0\x9F\x8E\xAE data/\xEE\x80\x80", L"2 ", kConflict},
+        {"data/\xF0\x9F\x8E\xAE/x data/\xEE\x80\x80 data/\xF0\x9F\x8E\xAE", L"2 ", kConflict}};
+    for (const auto& [files, index, text] : rows) EXPECT_EQ(breach(files), index + text) << files;
+    // A common beginning is no conflict, and other letters are other paths.
+    EXPECT_EQ(breach("data/a data/ab data/a.b data/a-/x data/\xC3\x87 data/\xC3\xA7 data/; data/[ data/{ data/@ data/` "
+                     "init.lua brindler_dx_x64.exe"),
+              L"");
 }
 
 TEST_F(ManifestPolicy, allows_files_of_4_gib_and_releases_of_16_gib_and_not_a_byte_more) {
-    const std::vector<Listed> four = {
-        {"data/a", 4 * kGiB}, {"data/b", 4 * kGiB}, {"data/c", 4 * kGiB}, {"data/d", 4 * kGiB - 1}};
-    const struct {
-        std::uint64_t size;
-        bool alone, on_top;
-    } rows[] = {{0, true, true},
-                {1, true, true},
-                {2, true, false},
-                {4 * kGiB, true, false},
-                {4 * kGiB + 1, false, false},
-                {UINT64_MAX, false, false}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(verdict({{"data/x", row.size}}), row.alone ? L"" : kTooLarge) << row.size;
-        std::vector<Listed> files = four;
-        files.push_back({"data/x", row.size});
-        EXPECT_EQ(verdict(files), row.on_top ? L"" : kTooLarge) << row.size;
+    const std::string client = "init.lua=0 brindler_dx_x64.exe=0 ";
+    const std::string four = "data/a=4294967296 data/b=4294967296 data/c=4294967296 data/d=4294967295 ";
+    const std::tuple<const char*, bool, bool> rows[] = {{"0", true, true},
+                                                        {"1", true, true},
+                                                        {"2", true, false},
+                                                        {"4294967296", true, false},
+                                                        {"4294967297", false, false},
+                                                        {"18446744073709551615", false, false}};
+    for (const auto& [size, alone, on_top] : rows) {
+        EXPECT_EQ(breach(client + "data/x=" + size), alone ? L"" : std::wstring(L"2 ") + kTooLarge) << size;
+        EXPECT_EQ(breach(client + four + "data/x=" + size), on_top ? L"" : std::wstring(L"6 ") + kTooLarge) << size;
     }
 }
 

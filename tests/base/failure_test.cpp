@@ -20,29 +20,17 @@ TEST(Failure, takes_its_text_over_and_copies_it_while_the_narrow_text_is_fixed) 
     EXPECT_STREQ(copy.what(), "Vandrel updater");
 }
 
-TEST(Failure, is_raised_by_require_only_when_the_condition_does_not_hold) {
+TEST(ErrorText, ends_in_the_systems_text_with_its_line_break_or_in_the_parenthesis) {
     DirectMachine machine;
-    EXPECT_EQ(machine.refusal([] { vandrel::require(true, L"Texto."); }), L"");
-    EXPECT_EQ(machine.refusal([] { vandrel::require(false, L"Texto."); }), L"Texto.");
-}
-
-TEST(SystemErrorText, ends_in_the_systems_text_with_its_line_break_or_in_the_parenthesis) {
-    DirectMachine machine;
-    const struct {
-        std::uint32_t code;
-        std::string text;
-    } rows[] = {{2, "Abrir arquivo (2): The system cannot find the file specified.\r\n"},
-                {0, "Abrir arquivo (0): The operation completed successfully.\r\n"},
-                {1000000, "Abrir arquivo (1000000)"},
-                {4294967295, "Abrir arquivo (4294967295)"}};
-    for (const auto& row : rows) EXPECT_EQ(narrow(vandrel::system_error_text(L"Abrir arquivo", row.code)), row.text);
-    EXPECT_EQ(machine.calls("LocalFree").size(), 2U);
-}
-
-TEST(WindowsErrorText, names_the_number_and_asks_the_system_for_nothing) {
-    DirectMachine machine;
-    EXPECT_EQ(narrow(vandrel::windows_error_text(L"WinHttpOpen", 4294967295)), "WinHttpOpen (Windows 4294967295)");
+    EXPECT_EQ(vandrel::windows_error_text(L"Abrir", 4294967295), L"Abrir (Windows 4294967295)");
     EXPECT_EQ(machine.world.gate.calls(), 0U);
+    const std::pair<std::uint32_t, std::wstring> rows[] = {
+        {2, L"Abrir (2): The system cannot find the file specified.\r\n"},
+        {0, L"Abrir (0): The operation completed successfully.\r\n"},
+        {1000000, L"Abrir (1000000)"},
+        {4294967295, L"Abrir (4294967295)"}};
+    for (const auto& [code, text] : rows) EXPECT_EQ(vandrel::system_error_text(L"Abrir", code), text);
+    EXPECT_EQ(machine.calls("LocalFree").size(), 2U);
 }
 
 std::vector<int> closed;

@@ -1,11 +1,8 @@
 // The worked example of docs/publishing.md is a real manifest.
-#include <span>
 #include <sstream>
 
-#include "manifest/signed_manifest.h"
 #include "release/manifest_format.h"
 #include "release_test.h"
-#include "winsim/world.h"
 
 namespace release_test {
 namespace {
@@ -15,13 +12,9 @@ std::string dumped_bytes(const std::string& guide) {
     std::istringstream lines(guide);
     std::string bytes;
     for (std::string line; std::getline(lines, line);) {
-        if (line.size() < 10 || line[8] != ':' || line.find_first_not_of("0123456789abcdef") != 8) {
-            continue;
-        }
+        if (line.size() < 10 || line[8] != ':' || line.find_first_not_of("0123456789abcdef") != 8) continue;
         std::istringstream values(line.substr(10, 48));
-        for (unsigned value = 0; values >> std::hex >> value;) {
-            bytes += static_cast<char>(value);
-        }
+        for (unsigned value = 0; values >> std::hex >> value;) bytes += static_cast<char>(value);
     }
     return bytes;
 }
@@ -37,14 +30,7 @@ TEST_F(PublishingGuide, the_example_is_what_the_tool_signs_and_the_helper_accept
     ASSERT_EQ(example.size(), made.size());
     const std::size_t unsalted = made.size() - vandrel_release::kSignatureBytes;
     EXPECT_EQ(example.substr(0, unsalted), made.substr(0, unsalted));
-
-    winsim::World world;
-    const winsim::World::Guard guard(world);
-    std::uint32_t release = 0;
-    std::vector<vandrel::ManifestEntry> entries;
-    std::wstring error;
-    const std::span bytes(reinterpret_cast<const std::uint8_t*>(example.data()), example.size());
-    EXPECT_TRUE(vandrel::parse_signed_manifest(bytes, release, entries, error));
+    EXPECT_EQ(accepted_entries(example, 2).size(), 2U);
 }
 
 }  // namespace

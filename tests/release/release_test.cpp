@@ -3,18 +3,19 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <span>
 #include <sstream>
 
+#include "manifest/signed_manifest.h"
 #include "release/command_line.h"
+#include "winsim/world.h"
 
 namespace release_test {
 namespace {
 
 fs::path new_folder() {
     std::string name = (fs::temp_directory_path() / "vandrel-release-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("no temporary folder");
-    }
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
     return name;
 }
 
@@ -23,9 +24,7 @@ fs::path new_folder() {
 Outcome run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "vandrel-release");
     std::vector<const char*> argv;
-    for (const std::string& argument : arguments) {
-        argv.push_back(argument.c_str());
-    }
+    for (const std::string& argument : arguments) argv.push_back(argument.c_str());
     std::ostringstream out;
     std::ostringstream err;
     const int exit_code = vandrel_release::run_command_line(static_cast<int>(argv.size()), argv.data(), out, err);
@@ -52,6 +51,18 @@ Files everything_in(const fs::path& folder) {
     return found;
 }
 
+std::vector<vandrel::ManifestEntry> accepted_entries(const std::string& manifest, std::uint32_t release) {
+    winsim::World world;
+    const winsim::World::Guard guard(world);
+    std::uint32_t found = 0;
+    std::vector<vandrel::ManifestEntry> entries;
+    std::wstring error;
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(manifest.data()), manifest.size());
+    EXPECT_TRUE(vandrel::parse_signed_manifest(bytes, found, entries, error));
+    EXPECT_EQ(found, release);
+    return entries;
+}
+
 Files smallest_client() {
     return {{"init.lua", "print(1)\n"}, {"brindler_dx_x64.exe", "client"}};
 }
@@ -64,9 +75,7 @@ ReleaseTest::~ReleaseTest() {
 
 void ReleaseTest::make_folder(const Files& files) {
     fs::remove_all(folder_);
-    for (const auto& [path, content] : files) {
-        write(folder_ / path, content);
-    }
+    for (const auto& [path, content] : files) write(folder_ / path, content);
 }
 
 Outcome ReleaseTest::publish(const std::string& release, const std::vector<std::string>& more) {

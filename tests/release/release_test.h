@@ -4,15 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
+
+#include "tests/support/release_builder.h"
 
 namespace release_test {
 
 namespace fs = std::filesystem;
 
-using Files = std::map<std::string, std::string>;  // path with "/" to content
+using support::Files;
 
 // How one command of vandrel-release ended.
 struct Outcome {
@@ -27,6 +28,9 @@ void write(const fs::path& path, const std::string& content);
 std::string read(const fs::path& path);
 // Everything beneath a folder: contents of files, "folder" for folders.
 Files everything_in(const fs::path& folder);
+
+// The entries that the helper finds in a manifest of that release.
+std::vector<vandrel::ManifestEntry> accepted_entries(const std::string& manifest, std::uint32_t release);
 
 // The smallest folder that can be published.
 Files smallest_client();

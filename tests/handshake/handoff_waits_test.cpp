@@ -102,11 +102,15 @@ TEST_F(HandoffWaits, give_the_client_2_minutes_to_end) {
 }
 
 TEST_F(HandoffWaits, hear_a_cancellation_until_the_client_has_ended_and_even_then) {
+    EXPECT_EQ(wait(vandrel::wait_for_client_exit, false), L"");  // no client to watch
+    EXPECT_EQ(passed(), 0U);
     say_after(950, "cancel");
     EXPECT_EQ(wait(vandrel::wait_for_client_exit), L"cancelled");
     EXPECT_EQ(passed(), 1000U);
-    EXPECT_EQ(wait(vandrel::wait_for_client_exit), L"cancelled");
-    EXPECT_EQ(passed(), 0U);
+    for (const bool watched : {false, true}) {
+        EXPECT_EQ(wait(vandrel::wait_for_client_exit, watched), L"cancelled");
+        EXPECT_EQ(passed(), 0U);
+    }
     machine.say("apply");
     after(30, [this] {
         machine.say("cancel");
@@ -114,14 +118,6 @@ TEST_F(HandoffWaits, hear_a_cancellation_until_the_client_has_ended_and_even_the
     });
     EXPECT_EQ(wait(vandrel::wait_for_client_exit), L"cancelled");
     EXPECT_EQ(passed(), 30U);
-}
-
-TEST_F(HandoffWaits, without_a_client_to_watch_pass_at_once_unless_cancelled) {
-    EXPECT_EQ(wait(vandrel::wait_for_client_exit, false), L"");
-    EXPECT_EQ(passed(), 0U);
-    machine.say("cancel");
-    EXPECT_EQ(wait(vandrel::wait_for_client_exit, false), L"cancelled");
-    EXPECT_TRUE(machine.calls("WaitForSingleObject").empty());
 }
 
 }  // namespace

@@ -46,8 +46,9 @@ TEST_F(PartialFiles, are_named_after_their_file_the_process_and_sixteen_random_d
     EXPECT_NE(first, second);
     Faults faults(machine.world);
     faults.add("BCryptGenRandom", L"", kDistinct, kAlways);
-    // Tick 1000000, process 4, thread 8: 0x00000004000F4248 in memory order.
-    EXPECT_EQ(qm_streaming::make_part_path(kTarget), kTarget + L".qmpart-4-48420f0004000000.part");
+    machine.world.clock.advance(64);
+    // Tick 1000064, process 4, thread 8: 0x00000004000F4288 in memory order.
+    EXPECT_EQ(qm_streaming::make_part_path(kTarget), kTarget + L".qmpart-4-88420f0004000000.part");
 }
 
 TEST_F(PartialFiles, are_swept_from_exactly_the_age_limit_on) {

@@ -206,6 +206,7 @@ TEST_F(SmallFiles, are_discarded_only_when_they_are_plain_and_count_as_gone_when
     machine.world.disk.set_attributes(kFile, FILE_ATTRIBUTE_READONLY);
     EXPECT_TRUE(vandrel::is_plain_file(kFile));
     EXPECT_FALSE(vandrel::discard_temporary_file(kFile));
+    EXPECT_EQ(machine.calls("DeleteFileW").size(), 1U);
     machine.world.disk.set_attributes(kFile, FILE_ATTRIBUTE_NORMAL);
     EXPECT_TRUE(vandrel::discard_temporary_file(kFile));
     EXPECT_FALSE(machine.world.disk.exists(kFile));

@@ -52,7 +52,9 @@ TEST_F(CommandFile, is_no_command_when_anything_about_it_is_amiss) {
         {"jobId":"a1","command""apply"}                {"jobId":"a1""command":"apply"}
         {'jobId':'a1','command':'apply'}               {"jobId":"a\u0031","command":"apply"}
         {"jobId":"a1","command":"apply\"}              {"jobId":"a1","command":"apply"}x
-        {"jobId":"a1","command":"apply"}{})");
+        {"jobId":"a1","command":"apply"}{}             {"jobId";"a1","command":"apply"}
+        ["jobId":"a1","command":"apply"}               {"jobId":"a1";"command":"apply"}
+        {"jobId":"a1","command":'apply"})");
     for (std::string document; lines >> document;) EXPECT_EQ(read(document), L"") << document;
     for (const std::string& document :
          {" \n"s, R"({"jobId":"a1 ","command":"apply"})"s, R"({"jobId":"a1","command":" apply"})"s, kDocument + "\0"s,

@@ -81,13 +81,14 @@ TEST(ProcessInspection, never_takes_a_failed_look_for_a_no) {
     }
 }
 
-TEST(ProcessInspection, reads_image_paths_of_up_to_32767_units) {
-    for (const std::size_t units : {32767U, 32768U}) {
+TEST(ProcessInspection, reads_image_paths_of_up_to_32767_units_and_leaves_none_where_it_fails) {
+    for (const std::size_t units : {3U, 32767U, 32768U}) {
         DirectMachine machine;
-        const std::wstring name = L"\\brindler_dx_x64.exe";
-        const std::wstring folder = L"C:\\" + std::wstring(units - name.size() - 3, L'x');
-        machine.world.processes.start(folder + name);
-        EXPECT_EQ(answer(machine, folder, true), units == 32767 ? L"yes" : kNoImage);
+        const std::wstring path = L"C:\\" + std::wstring(units - 3, L'x');
+        const vandrel::ObjectHandle process(OpenProcess(0x101000, FALSE, machine.world.processes.start(path)));
+        std::wstring image = L"as it came";
+        EXPECT_EQ(vandrel::query_image_path(process.get(), image), units < 32768);
+        EXPECT_EQ(image, units < 32768 ? path : L"");
     }
 }
 

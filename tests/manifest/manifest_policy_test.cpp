@@ -86,8 +86,8 @@ TEST_F(ManifestPolicy, manages_paths_of_220_units_and_takes_relative_ones_of_409
     const std::wstring longest(4096, L'x');
     EXPECT_TRUE(vandrel::is_safe_relative_path(longest));
     EXPECT_TRUE(vandrel::is_safe_relative_path(L"a\\b//c"));  // as such; the manifest's own rules are stricter
-    for (const std::wstring& path :
-         {longest + L"x", std::wstring(), std::wstring(L"a\\..\\b"), std::wstring(L"a/b/")}) {
+    const std::wstring refused[] = {longest + L"x", L"", L"a\\..\\b", L"a/b/", L"/a", L"\\a", std::wstring(L"a\0b", 3)};
+    for (const std::wstring& path : refused) {
         EXPECT_FALSE(vandrel::is_safe_relative_path(path));
     }
 }

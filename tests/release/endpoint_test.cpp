@@ -182,6 +182,7 @@ TEST_F(EndpointTest, the_command_says_when_it_is_ready_and_ends_with_a_signal) {
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
     const std::string tls = (top_ / "tls").string();
+    std::fflush(nullptr);  // or the child would write it once more
     const pid_t child = ::fork();
     if (child == 0) {
         ::dup2(ends[1], STDOUT_FILENO);
@@ -199,8 +200,7 @@ TEST_F(EndpointTest, the_command_says_when_it_is_ready_and_ends_with_a_signal) {
         httplib::SSLClient client("127.0.0.1", port);
         trust(client);
         const httplib::Result result = client.Get(kDownload + "init.lua");
-        ASSERT_TRUE(result);
-        EXPECT_EQ(result->body, "print(2)\n");
+        EXPECT_TRUE(result && result->body == "print(2)\n");
     }
     ::kill(child, SIGTERM);
     int status = -1;
@@ -217,18 +217,16 @@ TEST_F(EndpointTest, what_cannot_be_served_is_refused_in_one_line) {
     start();
     const std::string port = std::to_string(endpoint_->port());
     const std::string tls = (top_ / "tls").string();
-    const std::vector<std::string> with_pair{"--certificate", tls + "/server.pem", "--certificate-key",
-                                             tls + "/server.key"};
-    std::vector<std::string> arguments{"serve", "--tree", tree_.string(), "--port", port};
-    arguments.insert(arguments.end(), with_pair.begin(), with_pair.end());
-    EXPECT_EQ(run(arguments).err, "vandrel-release: cannot listen on 127.0.0.1 port " + port + "\n");
-    arguments[2] = (top_ / "nowhere").string();
-    EXPECT_EQ(run(arguments).err, "vandrel-release: " + arguments[2] + " is not a folder\n");
-    const Outcome mismatch = run({"serve", "--tree", tree_.string(), "--certificate", tls + "/ca.pem",
-                                  "--certificate-key", tls + "/server.key"});
-    EXPECT_EQ(mismatch.exit_code, 1);
-    EXPECT_EQ(mismatch.err, "vandrel-release: cannot use the certificate " + tls + "/ca.pem with the key " + tls +
-                                "/server.key: key values mismatch\n");
+    const auto serve = [&](const std::string& tree, const std::string& certificate) {
+        return run({"serve", "--tree", tree, "--port", port, "--certificate", certificate, "--certificate-key",
+                    tls + "/server.key"})
+            .err;
+    };
+    EXPECT_EQ(serve(tree_, tls + "/server.pem"), "vandrel-release: cannot listen on 127.0.0.1 port " + port + "\n");
+    EXPECT_EQ(serve(top_ / "nowhere", tls + "/server.pem"),
+              "vandrel-release: " + (top_ / "nowhere").string() + " is not a folder\n");
+    EXPECT_EQ(serve(tree_, tls + "/ca.pem"), "vandrel-release: cannot use the certificate " + tls +
+                                                 "/ca.pem with the key " + tls + "/server.key: key values mismatch\n");
     EXPECT_EQ(run({"serve", "--tree", tree_.string(), "--make-certificate", tls, "--host", "a,DNS:b"}).err,
               "vandrel-release: a,DNS:b is no host name\n");
 }

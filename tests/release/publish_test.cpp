@@ -24,15 +24,8 @@ TEST_F(Publish, a_folder_becomes_a_manifest_that_the_helper_accepts_and_the_file
     EXPECT_EQ(outcome.out, "published release 7: 5 files, 3145752 bytes, manifest 711 bytes\n");
     ASSERT_EQ(outcome.exit_code, 0);
     const std::string manifest = read(tree_ / "64/releases/7/manifest.bin");
-    const std::vector<vandrel::ManifestEntry> entries = accepted_entries(manifest, 7);
-    ASSERT_EQ(entries.size(), client.size());
-    auto expected = client.begin();  // sorted by path, as the manifest is
-    for (const vandrel::ManifestEntry& entry : entries) {
-        EXPECT_EQ(entry.path, expected->first);
-        EXPECT_EQ(entry.size, expected->second.size());
-        EXPECT_EQ(entry.sha256, support::digest_of(expected->second));
-        ++expected;
-    }
+    EXPECT_TRUE(manifest.starts_with(support::signed_range(7, client)));
+    EXPECT_EQ(accepted_entries(manifest, 7).size(), client.size());
     Files tree{{"64", "folder"},
                {"64/current", "7\n"},
                {"64/releases", "folder"},

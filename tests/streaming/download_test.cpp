@@ -64,7 +64,7 @@ TEST_F(DownloadTest, retries_what_another_attempt_may_cure_and_nothing_else) {
                 {{.chunks = {"123"}, .end = IoStatus::Retry}, invalid, 3},
                 {{.end = IoStatus::Fatal, .end_text = L"fatal"}, L"fatal", 1},
                 {{.end = IoStatus::Fatal}, invalid, 1},
-                {{.end = IoStatus::Ok}, invalid, 1},
+                {{.end = IoStatus::Ok, .end_count = 5}, invalid, 1},
                 {{.open_text = L"de antes", .end = IoStatus::Ok}, L"de antes", 1},
                 {{.end = IoStatus::Data, .end_count = 0}, invalid, 1},
                 {{.end = IoStatus::Data, .end_count = 65537}, invalid, 1},

@@ -125,6 +125,8 @@ const std::vector<Broken> kBroken{
     {"a file that goes behind the replacement", first_replaced(gone(kReplaced)), text(kUnproved), "", "new 2"},
     {"a record that can't be deleted", failing("DeleteFileW", L"active.transaction"),
      before(L"Remover arquivo gerenciado"), "things 2", "new 2"},
+    {"a folder at the record's place", first_replaced(folder(std::wstring(kStore) + L"\\active.transaction")),
+     text(kIrregular), "things 2", "new 2", false},
     {"a folder that stays behind the commit", failing("RemoveDirectoryW", kJob), text(L""), "things 2", "new 2", false},
 };
 

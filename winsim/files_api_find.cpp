@@ -87,8 +87,9 @@ HANDLE begin_search(World& world, LPCWSTR pattern, WIN32_FIND_DATAW& data) {
 
 winsim::Search& require_search(World& world, HANDLE handle, const char* call) {
     Open* open = world.disk.impl().find(handle);
-    if (open == nullptr || open->search == nullptr)
+    if (open == nullptr || open->search == nullptr) {
         world.gate.forbid(std::string(call) + " on a handle that is no search");
+    }
     return *open->search;
 }
 

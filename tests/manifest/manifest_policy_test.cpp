@@ -87,9 +87,7 @@ TEST_F(ManifestPolicy, manages_paths_of_220_units_and_takes_relative_ones_of_409
     EXPECT_TRUE(vandrel::is_safe_relative_path(longest));
     EXPECT_TRUE(vandrel::is_safe_relative_path(L"a\\b//c"));  // as such; the manifest's own rules are stricter
     const std::wstring refused[] = {longest + L"x", L"", L"a\\..\\b", L"a/b/", L"/a", L"\\a", std::wstring(L"a\0b", 3)};
-    for (const std::wstring& path : refused) {
-        EXPECT_FALSE(vandrel::is_safe_relative_path(path));
-    }
+    for (const std::wstring& path : refused) EXPECT_FALSE(vandrel::is_safe_relative_path(path));
 }
 
 TEST_F(ManifestPolicy, refuses_a_release_that_is_empty_or_lacks_the_script_or_this_client) {

@@ -24,8 +24,9 @@ class PathGuards : public testing::Test {
         machine.world.gate.reset();
         EXPECT_TRUE(walk(path)) << narrow(path);
         Asked asked;
-        for (const std::string& call : machine.calls("GetFileAttributesW"))
+        for (const std::string& call : machine.calls("GetFileAttributesW")) {
             asked.push_back(call.substr(0, call.find(" -> ")));
+        }
         return asked;
     }
     void expect_both(bool passes, const std::wstring& path, const std::string& why) {

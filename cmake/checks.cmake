@@ -3,7 +3,7 @@
 set(VANDREL_WINDOWS_BUILD_DIR "" CACHE PATH "Build folder of the preset `windows`, whose executables are tested")
 
 add_test(NAME configuration COMMAND "${CMAKE_SOURCE_DIR}/tests/configuration/run" "${CMAKE_SOURCE_DIR}")
-set_tests_properties(configuration PROPERTIES LABELS configuration TIMEOUT 120)
+set_tests_properties(configuration PROPERTIES LABELS configuration TIMEOUT 300)
 
 foreach(check format tidy)
     add_test(NAME lint.${check} COMMAND "${CMAKE_SOURCE_DIR}/scripts/lint" ${check} "${CMAKE_BINARY_DIR}")
@@ -23,7 +23,7 @@ set_tests_properties(executable_image PROPERTIES LABELS configuration TIMEOUT 60
 add_test(NAME reproducible_executable
          COMMAND "${CMAKE_SOURCE_DIR}/tests/configuration/reproducible" "${CMAKE_SOURCE_DIR}"
                  "${VANDREL_WINDOWS_BUILD_DIR}")
-set_tests_properties(reproducible_executable PROPERTIES LABELS configuration TIMEOUT 300 PROCESSORS 2)
+set_tests_properties(reproducible_executable PROPERTIES LABELS configuration TIMEOUT 600 PROCESSORS 2)
 
 set(wine_environment
     "VANDREL_SOURCE_DIR=${CMAKE_SOURCE_DIR}"

@@ -11,6 +11,7 @@ TEST(TextEncoding, carries_valid_texts_both_ways_and_refuses_one_with_an_invalid
     const DirectMachine machine;
     const std::pair<std::string, std::wstring> rows[] = {
         {std::string("a\0b", 3), std::wstring(L"a\0b", 3)},
+        {"a", L"a"},
         {"\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", L"\x80\x7FF\x800\xFFFF"},
         {"\xEF\xBB\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", L"\xFEFF\xD800\xDC00\xDBFF\xDFFF"}};
     for (const auto& [bytes, text] : rows) {

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sstream>
+#include <utility>
 
 #include "winsim/call.h"
 #include "winsim/world_impl.h"
@@ -157,6 +159,17 @@ BOOL write(World& world, Open& open, const void* data, DWORD size, DWORD* done) 
 
 }  // namespace
 
+namespace {
+
+std::string described(DWORD access, DWORD share, DWORD disposition, DWORD flags) {
+    std::ostringstream text;
+    text << "access 0x" << std::hex << access << ", share " << share << ", disposition " << disposition << ", flags 0x"
+         << flags;
+    return std::move(text).str();
+}
+
+}  // namespace
+
 HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security, DWORD disposition,
                           DWORD flags, HANDLE template_file) {
     return winsim::gated("CreateFileW", winsim::view_of(path), INVALID_HANDLE_VALUE, [&](World& world) {
@@ -166,6 +179,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share, SECURITY_ATTR
                        "CreateFileW with access, share or flags that the simulated disk doesn't know");
         winsim::demand(world, disposition >= CREATE_NEW && disposition <= OPEN_EXISTING,
                        "CreateFileW with a disposition other than 1, 2 or 3");
+        if (world.gate.wants_description()) world.gate.describe(described(access, share, disposition, flags));
         return open_file(world, {path, access, share, disposition, flags});
     });
 }

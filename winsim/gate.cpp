@@ -99,6 +99,7 @@ void Gate::write_trace(const Call& call, const std::string& outcome) {
     std::string line = std::to_string(call.number) + " ";
     line += call.name;
     if (!call.subject.empty()) line += " " + readable(call.subject);
+    if (!described_.empty()) line += " (" + std::exchange(described_, {}) + ")";
     trace_.push_back(line + " " + outcome);
 }
 

@@ -18,6 +18,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace winsim {
@@ -64,7 +65,8 @@ class Gate {
 
     void keep_trace(bool keep);
     // "117 ReplaceFileW C:\\Game\\init.lua -> 0 (32)": the result, and the last error if the call failed; "cut before",
-    // "cut inside 1" or "cut after" stand in a line of their own for the call at which the power went.
+    // "cut inside 1" or "cut after" stand in a line of their own for the call at which the power went. Where a call has
+    // described itself, that stands in front of the arrow: "CreateFileW C:\\x (access 0x80000000, ...) -> 0x10004".
     const std::vector<std::string>& trace() const { return trace_; }
     std::uint64_t calls() const { return calls_; }
     bool dead() const { return dead_; }
@@ -76,6 +78,9 @@ class Gate {
     // For the bodies of calls (how a call is written stands in winsim/call.h).
     std::uint32_t last_error = 0;     // what GetLastError gives
     void inside(std::uint32_t step);  // a moment between two steps; throws PowerCut if the power goes there
+    // What the call was asked for beside its subject. Only worth the words if somebody wants them.
+    bool wants_description() const { return tracing_ && depth_ == 1; }
+    void describe(std::string arguments) { described_ = std::move(arguments); }
     [[noreturn]] void forbid(std::string reason);  // throws ForbiddenCall; every later call does the same
 
  private:
@@ -100,6 +105,7 @@ class Gate {
     FaultRule fault_rule_;
     std::vector<Watcher> watchers_;
     std::vector<std::string> trace_;
+    std::string described_;  // by the call under way
     std::string forbidden_;
 
     void refresh() { attended_ = !watchers_.empty() || cut_number_ != 0 || cut_now_ || tracing_; }

@@ -1,4 +1,6 @@
+#include <map>
 #include <new>
+#include <set>
 
 #include "launcher/update_run.h"
 #include "tests/launcher/launcher_test.h"
@@ -224,6 +226,39 @@ TEST(Apply, a_sweep_that_fails_and_a_command_that_takes_too_much_memory_do_not_s
 }
 
 // No command line gives a pid of 0, but a run works without a client's process.
+// What a path that the copy opens is, by its name; anything that is none of these is hashed.
+std::string purpose_of(const std::string& path) {
+    if (path.find(".command.json") != std::string::npos) return "command";
+    if (path.find(".json.qmpart-") != std::string::npos) return "status";
+    if (path.find(".transaction.qmpart-") != std::string::npos) return "record";
+    return path.find(".qmpart-") != std::string::npos ? "part" : "digest";
+}
+
+TEST(Apply, each_file_is_opened_for_its_purpose_and_for_no_more) {
+    Machine machine;
+    machine.install(minimal_client());
+    Files release = minimal_client();
+    release["data/new.dat"] = "new";
+    machine.publish(2, release);
+    machine.client_answers("apply");
+    machine.start_client();
+    ASSERT_EQ(machine.run_first().exit_code, 0);
+    machine.world.gate.keep_trace(true);
+    ASSERT_EQ(machine.run_copy().exit_code, 0);
+    std::map<std::string, std::set<std::string>> asked;
+    for (const std::string& call : winsim::traced_calls(machine.world.gate, "CreateFileW")) {
+        const std::size_t begin = call.find(" (access");
+        asked[purpose_of(call.substr(0, begin))].insert(call.substr(begin + 2, call.rfind(')') - begin - 2));
+    }
+    const std::set<std::string> atomic{"access 0x40000000, share 0, disposition 1, flags 0x200080"};
+    EXPECT_EQ(asked, (std::map<std::string, std::set<std::string>>{
+                         {"command", {"access 0x80000000, share 7, disposition 3, flags 0x8200000"}},
+                         {"status", atomic},
+                         {"record", atomic},
+                         {"part", {"access 0x40000000, share 0, disposition 1, flags 0x8200100"}},
+                         {"digest", {"access 0x80000000, share 1, disposition 3, flags 0x8000000"}}}));
+}
+
 TEST(Apply, without_a_client_process_nothing_is_waited_for_and_the_client_is_started_whatever_happens) {
     for (const bool fails : {false, true}) {
         Job machine;

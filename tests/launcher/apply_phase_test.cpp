@@ -148,17 +148,18 @@ TEST(Apply, whatever_fails_is_taken_back_or_discarded_and_a_closed_client_starte
     }
 }
 
-// Bytes arrive one by one, 30 ms each and 30 more at a file's end: 30, 60, (90,) 120, 150, 180 and 210 ms.
+// Bytes arrive one by one, 30 ms each and 30 more at a file's end: at 30 and 60, 120 to 240, 300 to 360 ms.
 const std::vector<std::string> kProgress{
     "checking 0 of 0/0: Verificando atualizacoes...",
-    "update_available 0 of 2/2: Atualizacao disponivel.",
+    "update_available 0 of 2/3: Atualizacao disponivel.",
     "checking 0 of 0/0: Verificando atualizacoes...",
-    "update_available 0 of 2/2: Atualizacao disponivel.",
-    "downloading 0 of 2/2: Baixando arquivos verificados...",
-    "downloading 14 of 2/2: Baixando arquivos verificados...",
-    "downloading 57 of 2/2: Baixando arquivos verificados...",
-    "handoff 100 of 2/2: Arquivos verificados. Reiniciando o cliente...",
-    "current 100 of 2/2: Atualizacao instalada.",
+    "update_available 0 of 2/3: Atualizacao disponivel.",
+    "downloading 0 of 2/3: Baixando arquivos verificados...",
+    "downloading 10 of 2/3: Baixando arquivos verificados...",
+    "downloading 40 of 2/3: Baixando arquivos verificados...",
+    "downloading 80 of 2/3: Baixando arquivos verificados...",
+    "handoff 100 of 2/3: Arquivos verificados. Reiniciando o cliente...",
+    "current 100 of 2/3: Atualizacao instalada.",
 };
 
 TEST(Apply, progress_is_told_of_all_files_together_and_every_100_ms_at_most) {
@@ -166,6 +167,7 @@ TEST(Apply, progress_is_told_of_all_files_together_and_every_100_ms_at_most) {
     Files files = minimal_client();
     files["data/a"] = "12";
     files["data/b"] = "12345";
+    files["data/c"] = "123";
     machine.publish(2, files);
     machine.tamper = [](const winsim::Request& request, winsim::Response& answer) {
         if (request.object.find(L"action=download") == std::wstring::npos) return;

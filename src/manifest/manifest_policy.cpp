@@ -18,8 +18,8 @@ unsigned char fold_byte(char byte) {
 }
 
 // Orders UTF-8 paths by their case-folded bytes, without making folded copies: a release may list 100000 paths. Paths
-// are equal in this order if, and only if, their folded UTF-16 forms are, and what begins with a path and "/" follows
-// that path's other neighbours in one run.
+// are equal in this order if, and only if, their folded UTF-16 forms are, and those that begin with one text stand
+// together.
 struct FoldedOrder {
     bool operator()(std::string_view a, std::string_view b) const {
         return std::ranges::lexicographical_compare(a, b, {}, fold_byte, fold_byte);
@@ -48,8 +48,7 @@ bool has_file_above(std::string_view path, const PathSet& seen) {
 }
 
 bool begins_with_folded(std::string_view path, std::string_view prefix) {
-    return path.size() >= prefix.size() &&
-           std::ranges::equal(path.substr(0, prefix.size()), prefix, {}, fold_byte, fold_byte);
+    return std::ranges::equal(path.substr(0, prefix.size()), prefix, {}, fold_byte, fold_byte);
 }
 
 // What is wrong with one entry beside all those before it, `total` bytes; empty if nothing is. Adds it to both.

@@ -18,11 +18,11 @@ bool has_drive_prefix(std::wstring_view path) {
     return path.size() >= 2 && is_drive_letter(path[0]) && path[1] == L':';
 }
 
-// "\\?\x", "\\.\x", "\??\x", where x is anything but a separator, the end included.
-bool has_device_prefix(std::wstring_view path) {
-    if (path.size() < 4 || !is_separator(path[0]) || !is_separator(path[3])) return false;
-    if (path.size() > 4 && is_separator(path[4])) return false;
-    return (is_separator(path[1]) && (path[2] == L'?' || path[2] == L'.')) || (path[1] == L'?' && path[2] == L'?');
+// "\??\x", where x is anything but a separator, the end included. The prefixes "\\?" and "\\." need no look of their
+// own: they come out as the names of servers do.
+bool has_object_prefix(std::wstring_view path) {
+    return path.size() >= 4 && is_separator(path[0]) && path[1] == L'?' && path[2] == L'?' && is_separator(path[3]) &&
+           (path.size() == 4 || !is_separator(path[4]));
 }
 
 std::size_t skip_separators(std::wstring_view path, std::size_t position) {
@@ -58,7 +58,7 @@ std::wstring_view root_name(std::wstring_view path) {
     if (path.size() < 2) return {};
     if (has_drive_prefix(path)) return path.substr(0, 2);
     if (!is_separator(path[0])) return {};
-    if (has_device_prefix(path)) return path.substr(0, 3);
+    if (has_object_prefix(path)) return path.substr(0, 3);
     const bool is_server = path.size() >= 3 && is_separator(path[1]) && !is_separator(path[2]);
     return is_server ? path.substr(0, find_separator(path, 3)) : std::wstring_view{};
 }

@@ -14,7 +14,8 @@ namespace vandrel {
 
 bool is_separator(wchar_t unit);
 
-// "C:", "\\server", "\\?", "\\." or empty. Three leading separators, or two with nothing behind, are no root name.
+// "C:", "\\server", "\\?", "\\.", "\??" or empty. Three leading separators, or two with nothing behind, are no root
+// name.
 std::wstring_view root_name(std::wstring_view path);
 bool has_root_directory(std::wstring_view path);
 

@@ -32,6 +32,7 @@ IoStatus crack(const std::wstring& url, Target& target, std::wstring& error) {
         error = vandrel::windows_error_text(L"URL de download invalida", GetLastError());
         return IoStatus::Fatal;
     }
+    // A second line: WinHttpCrackUrl itself refuses every other scheme.
     if (parts.nScheme != INTERNET_SCHEME_HTTP && parts.nScheme != INTERNET_SCHEME_HTTPS) {
         error = L"Esquema de download nao permitido.";
         return IoStatus::Fatal;

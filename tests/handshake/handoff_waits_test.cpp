@@ -37,31 +37,32 @@ struct Waited {
     std::uint64_t passed = 0;
 };
 
+const struct {
+    Wait wait;
+    const char* standing;
+    std::uint64_t at_ms;
+    const char* command;  // given then
+    bool ends;            // the client, behind it
+    const wchar_t* text;
+    std::uint64_t passed;
+} kLooks[] = {{kAnswer, "apply", 0, "", true, L"", 0},
+              {kAnswer, "cancel", 0, "", true, L"cancelled", 0},
+              {kAnswer, "later", 0, "", true, kGone, 0},
+              {kAnswer, "", 1050, "apply", false, L"", 1100},
+              {kAnswer, "", 200, "cancel", false, L"cancelled", 200},
+              {kAnswer, "", 150, "", true, kGone, 200},
+              {kAnswer, "later", 0, "", false, kNoAnswer, 1800000},
+              {kAnswer, "", 1799950, "apply", true, L"", 1800000},
+              {kAnswer, "", 1799950, "", true, kGone, 1800000},
+              {kExit, "apply", 0, "", false, kStillThere, 120000},
+              {kExit, "apply", 119950, "cancel", false, kStillThere, 120000},
+              {kExit, "apply", 120000, "", true, L"", 120000},
+              {kExit, "apply", 950, "cancel", false, L"cancelled", 1000},
+              {kExit, "cancel", 0, "", false, L"cancelled", 0},
+              {kExit, "apply", 30, "cancel", true, L"cancelled", 30}};
+
 TEST(HandoffWaits, look_at_the_command_then_at_the_client_then_at_the_clock) {
-    const struct {
-        Wait wait;
-        const char* standing;
-        std::uint64_t at_ms;
-        const char* command;  // given then
-        bool ends;            // the client, behind it
-        const wchar_t* text;
-        std::uint64_t passed;
-    } rows[] = {{kAnswer, "apply", 0, "", true, L"", 0},
-                {kAnswer, "cancel", 0, "", true, L"cancelled", 0},
-                {kAnswer, "later", 0, "", true, kGone, 0},
-                {kAnswer, "", 1050, "apply", false, L"", 1100},
-                {kAnswer, "", 200, "cancel", false, L"cancelled", 200},
-                {kAnswer, "", 150, "", true, kGone, 200},
-                {kAnswer, "later", 0, "", false, kNoAnswer, 1800000},
-                {kAnswer, "", 1799950, "apply", true, L"", 1800000},
-                {kAnswer, "", 1799950, "", true, kGone, 1800000},
-                {kExit, "apply", 0, "", false, kStillThere, 120000},
-                {kExit, "apply", 119950, "cancel", false, kStillThere, 120000},
-                {kExit, "apply", 120000, "", true, L"", 120000},
-                {kExit, "apply", 950, "cancel", false, L"cancelled", 1000},
-                {kExit, "cancel", 0, "", false, L"cancelled", 0},
-                {kExit, "apply", 30, "cancel", true, L"cancelled", 30}};
-    for (const auto& row : rows) {
+    for (const auto& row : kLooks) {
         Waited waited(row.wait);
         const auto event = [&] {
             if (*row.command != '\0') waited.machine.say(row.command);

@@ -178,20 +178,27 @@ TEST_F(EndpointTest, a_client_that_leaves_early_hurts_nobody) {
     EXPECT_EQ(sorted_log(), (std::vector<std::string>{"download data/large 200 broken off", "download init.lua 200"}));
 }
 
-TEST_F(EndpointTest, the_command_says_when_it_is_ready_and_ends_with_a_signal) {
-    int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
-    const std::string tls = (top_ / "tls").string();
+// `serve` in a process of its own, with a pair of certificates made in `tls`; what it prints is read from `output`.
+pid_t start_command(const fs::path& tree, const std::string& tls, FILE*& output) {
+    int ends[2] = {};
+    EXPECT_EQ(::pipe(ends), 0);
     std::fflush(nullptr);  // or the child would write it once more
     const pid_t child = ::fork();
     if (child == 0) {
         ::dup2(ends[1], STDOUT_FILENO);
-        const char* argv[] = {"vandrel-release",    "serve",     "--tree", tree_.c_str(),    "--port", "0",
+        const char* argv[] = {"vandrel-release",    "serve",     "--tree", tree.c_str(),     "--port", "0",
                               "--make-certificate", tls.c_str(), "--host", "updates.example"};
         ::_exit(vandrel_release::run_command_line(std::size(argv), argv, std::cout, std::cerr));
     }
     ::close(ends[1]);
-    FILE* output = ::fdopen(ends[0], "r");
+    output = ::fdopen(ends[0], "r");
+    return child;
+}
+
+TEST_F(EndpointTest, the_command_says_when_it_is_ready_and_ends_with_a_signal) {
+    const std::string tls = (top_ / "tls").string();
+    FILE* output = nullptr;
+    const pid_t child = start_command(tree_, tls, output);
     char line[128] = {};
     EXPECT_NE(std::fgets(line, sizeof line, output), nullptr);
     int port = 0;

@@ -46,35 +46,36 @@ TEST_F(DownloadTest, compares_a_crc_where_one_is_given_and_reports_it_in_any_cas
     }
 }
 
+const std::string kWrongCrc = "CBF43926";
+const wchar_t* const kWrongSize = L"Tamanho recebido difere do manifesto.";
+const wchar_t* const kWrongSha256 = L"SHA-256 incremental difere do manifesto.";
+const wchar_t* const kTooMuch = L"Download excedeu o limite permitido.";
+const wchar_t* const kInvalid = L"Leitura HTTP invalida.";
+const struct {
+    Stream stream;
+    std::wstring error;
+    std::uint32_t attempts;
+    const std::string* crc = nullptr;
+} kAttempts[] = {{{.opened = IoStatus::Retry, .open_text = L"aberto mal"}, L"aberto mal", 3},
+                 {{.opened = IoStatus::Fatal, .open_text = L"fatal"}, L"fatal", 1},
+                 {{.opened = IoStatus::EndOfStream}, L"", 1},
+                 {{.chunks = {"123"}, .end = IoStatus::Retry, .end_text = L"interrompido"}, L"interrompido", 3},
+                 {{.chunks = {"123"}, .end = IoStatus::Retry}, kInvalid, 3},
+                 {{.end = IoStatus::Fatal, .end_text = L"fatal"}, L"fatal", 1},
+                 {{.end = IoStatus::Fatal}, kInvalid, 1},
+                 {{.end = IoStatus::Ok, .end_count = 5}, kInvalid, 1},
+                 {{.open_text = L"de antes", .end = IoStatus::Ok}, L"de antes", 1},
+                 {{.end = IoStatus::Data, .end_count = 0}, kInvalid, 1},
+                 {{.end = IoStatus::Data, .end_count = 65537}, kInvalid, 1},
+                 {{.chunks = {"12345678"}}, kWrongSize, 3, &kWrongCrc},
+                 {{.chunks = {"12345678", "0"}}, kWrongSha256, 3, &kWrongCrc},
+                 {{.chunks = {"123456789"}}, L"CRC32 incremental difere do manifesto.", 3, &kWrongCrc},
+                 {{.chunks = {"12345678", "90"}}, kTooMuch, 1},
+                 {{.chunks = {"1234567890"}}, kTooMuch, 1}};
+
 TEST_F(DownloadTest, retries_what_another_attempt_may_cure_and_nothing_else) {
-    const std::string wrong = "CBF43926";
-    const wchar_t* const wrong_size = L"Tamanho recebido difere do manifesto.";
-    const wchar_t* const wrong_sha256 = L"SHA-256 incremental difere do manifesto.";
-    const wchar_t* const too_much = L"Download excedeu o limite permitido.";
-    const wchar_t* const invalid = L"Leitura HTTP invalida.";
-    const struct {
-        Stream stream;
-        std::wstring error;
-        std::uint32_t attempts;
-        const std::string* crc = nullptr;
-    } rows[] = {{{.opened = IoStatus::Retry, .open_text = L"aberto mal"}, L"aberto mal", 3},
-                {{.opened = IoStatus::Fatal, .open_text = L"fatal"}, L"fatal", 1},
-                {{.opened = IoStatus::EndOfStream}, L"", 1},
-                {{.chunks = {"123"}, .end = IoStatus::Retry, .end_text = L"interrompido"}, L"interrompido", 3},
-                {{.chunks = {"123"}, .end = IoStatus::Retry}, invalid, 3},
-                {{.end = IoStatus::Fatal, .end_text = L"fatal"}, L"fatal", 1},
-                {{.end = IoStatus::Fatal}, invalid, 1},
-                {{.end = IoStatus::Ok, .end_count = 5}, invalid, 1},
-                {{.open_text = L"de antes", .end = IoStatus::Ok}, L"de antes", 1},
-                {{.end = IoStatus::Data, .end_count = 0}, invalid, 1},
-                {{.end = IoStatus::Data, .end_count = 65537}, invalid, 1},
-                {{.chunks = {"12345678"}}, wrong_size, 3, &wrong},
-                {{.chunks = {"12345678", "0"}}, wrong_sha256, 3, &wrong},
-                {{.chunks = {kContent}}, L"CRC32 incremental difere do manifesto.", 3, &wrong},
-                {{.chunks = {"12345678", "90"}}, too_much, 1},
-                {{.chunks = {"1234567890"}}, too_much, 1}};
     machine.world.disk.put(kTarget, "old");
-    for (const auto& row : rows) {
+    for (const auto& row : kAttempts) {
         streams = {row.stream};
         expected.crc32 = row.crc;
         expect_failure(row.error, row.attempts);

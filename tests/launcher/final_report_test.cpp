@@ -84,11 +84,12 @@ TEST(FinalReport, one_that_cannot_be_written_leaves_the_earlier_status_and_the_e
     EXPECT_EQ(machine.status(), (Status{narrow(kJob), "checking", 0, "Verificando atualizacoes...", 0, 0}));
 }
 
-TEST(Entry, no_call_comes_before_the_one_that_forbids_dialogs) {
+TEST(Entry, no_call_comes_before_those_that_forbid_dialogs_and_planted_libraries) {
     Job machine;
     machine.world.gate.keep_trace(true);
     machine.run_first();
     EXPECT_EQ(machine.world.gate.trace().at(0), "1 SetThreadErrorMode 32771 -> 1");
+    EXPECT_EQ(machine.world.gate.trace().at(1), "2 SetDefaultDllDirectories -> 1");
 }
 
 }  // namespace

@@ -41,67 +41,62 @@ class UniqueHandle {
     Value value_ = Kind::empty();
 };
 
-// Files: CreateFileW and CreateToolhelp32Snapshot say "none" with INVALID_HANDLE_VALUE.
-struct FileHandleKind {
+// What stands for "none" is INVALID_HANDLE_VALUE with some calls, null with the others.
+struct InvalidWhenEmpty {
     using Value = HANDLE;
     static Value empty() { return INVALID_HANDLE_VALUE; }
+};
+template <typename Pointer>
+struct NullWhenEmpty {
+    using Value = Pointer;
+    static Value empty() { return nullptr; }
+};
+
+// Files and snapshots: CreateFileW, CreateToolhelp32Snapshot.
+struct FileHandleKind : InvalidWhenEmpty {
     static void close(Value handle) { CloseHandle(handle); }
 };
 using FileHandle = UniqueHandle<FileHandleKind>;
 
-// Processes and mutexes: OpenProcess and CreateMutexW say "none" with null.
-struct ObjectHandleKind {
-    using Value = HANDLE;
-    static Value empty() { return nullptr; }
+// Processes and mutexes: OpenProcess, CreateMutexW.
+struct ObjectHandleKind : NullWhenEmpty<HANDLE> {
     static void close(Value handle) {
         if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
     }
 };
 using ObjectHandle = UniqueHandle<ObjectHandleKind>;
 
-struct SearchHandleKind {
-    using Value = HANDLE;
-    static Value empty() { return INVALID_HANDLE_VALUE; }
+struct SearchHandleKind : InvalidWhenEmpty {
     static void close(Value handle) { FindClose(handle); }
 };
 using SearchHandle = UniqueHandle<SearchHandleKind>;
 
 // A mutex that a wait has given to this thread; the mutex's own handle is somebody else's, and outlives this.
-struct MutexOwnershipKind {
-    using Value = HANDLE;
-    static Value empty() { return nullptr; }
+struct MutexOwnershipKind : NullWhenEmpty<HANDLE> {
     static void close(Value mutex) { ReleaseMutex(mutex); }
 };
 using MutexOwnership = UniqueHandle<MutexOwnershipKind>;
 
 // A block that the system has allocated, to be released with LocalFree.
 template <typename Pointer>
-struct LocalBlockKind {
-    using Value = Pointer;
-    static Value empty() { return nullptr; }
-    static void close(Value block) { LocalFree(block); }
+struct LocalBlockKind : NullWhenEmpty<Pointer> {
+    static void close(Pointer block) { LocalFree(block); }
 };
 template <typename Pointer>
 using LocalBlock = UniqueHandle<LocalBlockKind<Pointer>>;
 
 // CNG.
-struct AlgorithmProviderKind {
-    using Value = BCRYPT_ALG_HANDLE;
-    static Value empty() { return nullptr; }
+struct AlgorithmProviderKind : NullWhenEmpty<BCRYPT_ALG_HANDLE> {
     static void close(Value provider) { BCryptCloseAlgorithmProvider(provider, 0); }
 };
 using AlgorithmProvider = UniqueHandle<AlgorithmProviderKind>;
 
-struct HashHandleKind {
-    using Value = BCRYPT_HASH_HANDLE;
-    static Value empty() { return nullptr; }
+struct HashHandleKind : NullWhenEmpty<BCRYPT_HASH_HANDLE> {
     static void close(Value hash) { BCryptDestroyHash(hash); }
 };
 using HashHandle = UniqueHandle<HashHandleKind>;
 
-struct KeyHandleKind {
-    using Value = BCRYPT_KEY_HANDLE;
-    static Value empty() { return nullptr; }
+struct KeyHandleKind : NullWhenEmpty<BCRYPT_KEY_HANDLE> {
     static void close(Value key) { BCryptDestroyKey(key); }
 };
 using KeyHandle = UniqueHandle<KeyHandleKind>;

@@ -30,9 +30,8 @@ int run_update(LaunchOptions& options);
 // nothing in the client's folder itself. Failure:
 //   the texts of fetch_manifest, parse_signed_manifest and validate_manifest_policy
 //   "cancelled"                                 asked for in front of each entry, and while it waits
-//   "Arquivo local nao pode ser verificado."    a file can't be measured, or is above 4 GiB; or the text that the
-//   digest of
-//                                               an earlier file has left
+//   "Arquivo local nao pode ser verificado."    a file can't be measured, or is above 4 GiB
+//   the text that the digest of an earlier file has left, in its place
 //   the texts of write_status, of wait_for_authorization, of relocate_to_temporary_helper and of apply_phase
 // or a std::system_error.
 void check_phase(LaunchOptions& options, HANDLE client_process);

@@ -12,9 +12,14 @@ namespace vandrel {
 bool sha256_of_bytes(const std::uint8_t* data, std::uint64_t size, Digest& digest);
 
 // Streams the file through a buffer of 1 MiB, which is made and zeroed by the first call of a run; other readers are
-// admitted, no writer. On false `error` is "Falha ao iniciar SHA-256.", "Falha ao preparar SHA-256.", "Falha ao criar
-// SHA-256.", "Falha ao abrir arquivo para verificacao (N)...", "Falha ao ler arquivo para verificacao (N)...", "Falha
-// ao calcular SHA-256." or "Falha ao finalizar SHA-256.".
+// admitted, no writer. On false `error` is one of
+//   "Falha ao iniciar SHA-256."
+//   "Falha ao preparar SHA-256."
+//   "Falha ao criar SHA-256."
+//   "Falha ao abrir arquivo para verificacao (N)..."
+//   "Falha ao ler arquivo para verificacao (N)..."
+//   "Falha ao calcular SHA-256."
+//   "Falha ao finalizar SHA-256."
 bool sha256_of_file(const std::wstring& path, Digest& digest, std::wstring& error);
 
 // Gives that buffer back. The next digest makes another.

@@ -8,14 +8,13 @@
 
 #include "base/failure.h"
 #include "safefs/file_system.h"
+#include "safefs/plain_files.h"
 #include "safefs/text_encoding.h"
 #include "safefs/windows_path.h"
 
 namespace vandrel {
 
 namespace {
-
-constexpr DWORD kFolderOrReparse = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
 
 // One step of a walk: missing or no reparse point.
 bool step_is_safe(const std::wstring& step) {

@@ -1,14 +1,6 @@
 #include "safefs/plain_files.h"
 
-#include <windows.h>
-
 namespace vandrel {
-
-namespace {
-
-constexpr DWORD kFolderOrReparse = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
-
-}  // namespace
 
 bool is_plain_file(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());

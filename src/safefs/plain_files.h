@@ -1,9 +1,14 @@
 // Plain files: what is neither a folder nor a reparse point, and so may be written, renamed and cleared away by name.
 #pragma once
 
+#include <windows.h>
+
 #include <string>
 
 namespace vandrel {
+
+// The attributes of what is no plain file.
+inline constexpr DWORD kFolderOrReparse = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
 
 // What stands at `path` is a plain file: no folder, no reparse point, and there. The last error tells why not.
 bool is_plain_file(const std::wstring& path);

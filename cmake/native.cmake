@@ -39,7 +39,7 @@ target_link_libraries(httplib INTERFACE "${httplib_library}" OpenSSL::SSL OpenSS
 target_compile_definitions(httplib INTERFACE
     CPPHTTPLIB_OPENSSL_SUPPORT CPPHTTPLIB_ZLIB_SUPPORT CPPHTTPLIB_BROTLI_SUPPORT)
 
-file(GLOB release_sources CONFIGURE_DEPENDS release/*.cpp)
+file(GLOB release_sources CONFIGURE_DEPENDS release/*.cpp release/commands/*.cpp)
 set(release_main "${CMAKE_SOURCE_DIR}/release/main.cpp")
 list(REMOVE_ITEM release_sources "${release_main}")
 add_library(release_core STATIC ${release_sources})

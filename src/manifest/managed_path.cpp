@@ -25,7 +25,7 @@ const std::set<std::wstring_view>& reserved_device_names() {
     return names;
 }
 
-bool is_safe_component(const std::wstring& component) {
+bool is_safe_component(std::wstring_view component) {
     if (component.empty() || component == L"." || component == L"..") return false;
     if (component.back() == L'.' || component.back() == L' ') return false;
     const std::wstring folded = fold_case(component);

@@ -45,7 +45,7 @@ bool path_prefixes_free_of_reparse(const std::wstring& path) {
     std::uint32_t error = 0;
     if (!try_absolute(path, full, error) || full.empty()) return false;
     std::wstring current;
-    for (const std::wstring& element : path_elements(full)) {
+    for (const std::wstring_view element : path_elements(full)) {
         current = join(current, element);
         if (!step_is_safe(current)) return false;
     }
@@ -71,7 +71,7 @@ bool is_path_within(const std::wstring& root, const std::wstring& target) {
     const std::wstring relative = lexically_relative(full, base);
     if (relative.empty() || is_absolute(relative)) return false;
     const auto elements = path_elements(relative);
-    return std::ranges::find(elements, L"..") == elements.end();
+    return std::ranges::find(elements, std::wstring_view(L"..")) == elements.end();
 }
 
 void ensure_safe_directory(const std::wstring& path) {

@@ -10,6 +10,8 @@ namespace vandrel {
 
 namespace {
 
+constexpr std::size_t kUsualElements = 16;  // most paths have fewer
+
 bool is_drive_letter(wchar_t unit) {
     return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z');
 }
@@ -97,15 +99,16 @@ std::wstring_view file_name(std::wstring_view path) {
     return path.substr(file_name_begin(path));
 }
 
-std::vector<std::wstring> path_elements(std::wstring_view path) {
-    std::vector<std::wstring> elements;
+std::vector<std::wstring_view> path_elements(std::wstring_view path) {
+    std::vector<std::wstring_view> elements;
+    elements.reserve(kUsualElements);
     const std::wstring_view root = root_name(path);
-    if (!root.empty()) elements.emplace_back(root);
+    if (!root.empty()) elements.push_back(root);
     std::size_t position = relative_begin(path);
-    if (position > root.size()) elements.emplace_back(path.substr(root.size(), 1));
+    if (position > root.size()) elements.push_back(path.substr(root.size(), 1));
     while (position < path.size()) {
         const std::size_t end = find_separator(path, position);
-        elements.emplace_back(path.substr(position, end - position));
+        elements.push_back(path.substr(position, end - position));
         position = skip_separators(path, end);
         if (position == path.size() && end < path.size()) elements.emplace_back();
     }
@@ -119,6 +122,7 @@ using Pieces = std::vector<std::wstring_view>;
 
 Pieces split_pieces(std::wstring_view path) {
     Pieces pieces;
+    pieces.reserve(2 * kUsualElements);
     std::size_t position = root_name(path).size();
     while (position < path.size()) {
         if (is_separator(path[position])) {
@@ -136,6 +140,7 @@ Pieces split_pieces(std::wstring_view path) {
 // Resolves "." and ".." in one walk: `kept` is always the normal form of what has been read.
 Pieces resolve_dots(const Pieces& pieces) {
     Pieces kept;
+    kept.reserve(pieces.size());
     const bool rooted = !pieces.empty() && pieces.front().empty();
     const std::size_t root = rooted ? 1 : 0;
     for (std::size_t i = 0; i < pieces.size(); ++i) {
@@ -160,7 +165,9 @@ Pieces resolve_dots(const Pieces& pieces) {
 
 std::wstring lexically_normal(std::wstring_view path) {
     if (path.empty()) return {};
-    std::wstring normal(root_name(path));
+    std::wstring normal;
+    normal.reserve(path.size());
+    normal = root_name(path);
     std::ranges::replace(normal, L'/', L'\\');
     for (const std::wstring_view piece : resolve_dots(split_pieces(path))) {
         if (piece.empty()) {

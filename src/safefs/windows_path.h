@@ -32,8 +32,9 @@ std::wstring parent_path(std::wstring_view path);
 // The text behind the last separator, never the root: empty for "C:\" and for a path that ends in a separator.
 std::wstring_view file_name(std::wstring_view path);
 
-// Root name, root directory, then each component; a trailing separator gives one empty element last.
-std::vector<std::wstring> path_elements(std::wstring_view path);
+// Root name, root directory, then each component, as views into `path`; a trailing separator gives one empty element
+// last.
+std::vector<std::wstring_view> path_elements(std::wstring_view path);
 
 // Separators become "\", runs of them one; "." goes; a name followed by ".." goes with it; ".." beneath a root goes. A
 // trailing separator stays. What leaves nothing gives "."; an empty path stays empty.

@@ -83,7 +83,7 @@ TEST(WindowsPath, is_iterated_as_root_name_root_directory_and_components) {
                     \\server\share\x=\\server|\|share|x| a\b\\=a|b|| =)",
         [](std::wstring_view path) {
             std::wstring text;
-            for (const std::wstring& element : vandrel::path_elements(path)) text += element + L"|";
+            for (const std::wstring_view element : vandrel::path_elements(path)) text.append(element).append(L"|");
             return text;
         });
 }

@@ -119,6 +119,19 @@ FileHandle open_beneath(const std::filesystem::path& folder, const std::string& 
     return {};
 }
 
+bool is_there(const std::filesystem::path& path) {
+    return std::filesystem::symlink_status(path).type() != std::filesystem::file_type::not_found;
+}
+
+std::vector<std::string> names_in(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    if (!is_there(folder)) return names;
+    for (const std::filesystem::directory_entry& found : std::filesystem::directory_iterator(folder)) {
+        names.push_back(found.path().filename().string());
+    }
+    return names;
+}
+
 struct stat status_of(const FileHandle& file, const std::filesystem::path& path) {
     struct stat status {};
     if (::fstat(file.get(), &status) != 0) refuse_system("cannot examine " + named(path), errno);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace vandrel_release {
 
@@ -34,6 +35,12 @@ FileHandle open_for_reading(const std::filesystem::path& path);
 // A regular file somewhere beneath the folder, by its path with "/" separators. No link is followed on the way, and
 // nothing outside the folder can be reached. Nothing there, or something else than a regular file: an empty handle.
 FileHandle open_beneath(const std::filesystem::path& folder, const std::string& path);
+
+// Whether anything stands at this name, a dangling link included.
+bool is_there(const std::filesystem::path& path);
+
+// The names in a folder, in no order; none if the folder isn't there.
+std::vector<std::string> names_in(const std::filesystem::path& folder);
 
 struct stat status_of(const FileHandle& file, const std::filesystem::path& path);
 

@@ -9,6 +9,7 @@
 #include "release/release_policy.h"
 #include "release/signing_key.h"
 #include "release/tree.h"
+#include "release/tree_changes.h"
 
 namespace vandrel_release {
 namespace {
@@ -88,7 +89,7 @@ PublishReport publish(const PublishOptions& options) {
     report.size_bytes = copy_files(options.folder, files_folder(publication.staging()), content.files);
     const std::string manifest = make_manifest(key, options.release, content.files);
     write_new_file(manifest_path(publication.staging()), manifest, 0644);
-    publication.commit(options.release);
+    publication.commit(options.release, MakeCurrent::yes);
 
     report.file_count = content.files.size();
     report.manifest_bytes = manifest.size();

@@ -1,14 +1,10 @@
 #include "release/tree.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <cstdio>
-#include <vector>
 
+#include "release/files.h"
+#include "release/manifest_format.h"
 #include "release/refusal.h"
 
 namespace vandrel_release {
@@ -16,8 +12,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kStagingName = ".publishing";
+constexpr std::string_view kReleaseName = "release";  // within the folder of a release that waits, or is put together
+constexpr std::string_view kRangeName = "manifest.range";
 constexpr std::uint64_t kMaxCurrentBytes = 64;
+
+}  // namespace
+
+std::optional<std::uint32_t> parse_release_number(std::string_view text) {
+    std::uint32_t number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end || text.front() == '0') return std::nullopt;
+    return number;
+}
 
 fs::path channel_folder(const fs::path& tree) {
     return tree / kArch;
@@ -29,36 +36,6 @@ fs::path releases_folder(const fs::path& tree) {
 
 fs::path current_file(const fs::path& tree) {
     return channel_folder(tree) / "current";
-}
-
-FileHandle lock_folder(const fs::path& folder) {
-    FileHandle handle(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!handle) refuse_system("cannot open " + printable(folder.string()), errno);
-    if (::flock(handle.get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno == EWOULDBLOCK) throw Refusal("another publication into this tree is under way");
-        refuse_system("cannot lock " + printable(folder.string()), errno);
-    }
-    return handle;
-}
-
-// What a replacement of `current` that was cut short has left (see replace_file).
-void sweep_siblings_of_current(const fs::path& tree) {
-    const std::string prefix = current_file(tree).filename().string() + ".new-";
-    std::vector<fs::path> siblings;
-    for (const fs::directory_entry& found : fs::directory_iterator(channel_folder(tree))) {
-        if (found.path().filename().string().starts_with(prefix)) siblings.push_back(found.path());
-    }
-    for (const fs::path& sibling : siblings) fs::remove(sibling);
-}
-
-}  // namespace
-
-std::optional<std::uint32_t> parse_release_number(std::string_view text) {
-    std::uint32_t number = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop != end || text.front() == '0') return std::nullopt;
-    return number;
 }
 
 fs::path release_folder(const fs::path& tree, std::uint32_t release) {
@@ -83,41 +60,46 @@ std::optional<std::uint32_t> current_release(const fs::path& tree) {
     return release;
 }
 
+std::vector<std::uint32_t> releases_in(const fs::path& tree) {
+    std::vector<std::uint32_t> releases;
+    for (const std::string& name : names_in(releases_folder(tree))) {
+        if (const auto release = parse_release_number(name)) releases.push_back(*release);
+    }
+    std::sort(releases.begin(), releases.end());
+    return releases;
+}
+
 std::uint32_t newest_release(const fs::path& tree) {
     std::uint32_t newest = current_release(tree).value_or(0);
-    if (!fs::exists(releases_folder(tree))) return newest;
-    for (const fs::directory_entry& found : fs::directory_iterator(releases_folder(tree))) {
-        newest = std::max(newest, parse_release_number(found.path().filename().string()).value_or(0));
+    for (const std::string& name : names_in(releases_folder(tree))) {
+        std::string_view number = name;
+        if (number.starts_with(kUnsignedPrefix)) number.remove_prefix(kUnsignedPrefix.size());
+        newest = std::max(newest, parse_release_number(number).value_or(0));
     }
     return newest;
 }
 
-Publication::Publication(const fs::path& tree) : tree_(tree), staging_(releases_folder(tree) / kStagingName) {
-    fs::create_directories(releases_folder(tree));
-    lock_ = lock_folder(channel_folder(tree));
-    sweep_siblings_of_current(tree);
-    fs::remove_all(staging_);
-    fs::create_directories(files_folder(staging_));
+fs::path unsigned_folder(const fs::path& tree, std::uint32_t release) {
+    return releases_folder(tree) / (std::string(kUnsignedPrefix) + std::to_string(release));
 }
 
-Publication::~Publication() {
-    std::error_code ignored;
-    fs::remove_all(staging_, ignored);
+fs::path range_path(const fs::path& unsigned_folder) {
+    return unsigned_folder / kRangeName;
 }
 
-void Publication::commit(std::uint32_t release) {
-    flush_file_system(lock_);  // opened before the first file was written
-    const fs::path target = release_folder(tree_, release);
-    if (fs::symlink_status(target).type() != fs::file_type::not_found) {
-        throw Refusal("release " + std::to_string(release) + " is published already");
+fs::path release_within(const fs::path& unsigned_folder) {
+    return unsigned_folder / kReleaseName;
+}
+
+bool is_waiting(const fs::path& tree, std::uint32_t release) {
+    return is_there(release_within(unsigned_folder(tree, release)));
+}
+
+std::string unsigned_range(const fs::path& tree, std::uint32_t release) {
+    if (!is_waiting(tree, release)) {
+        throw Refusal("release " + std::to_string(release) + " does not wait for a signature");
     }
-    if (std::rename(staging_.c_str(), target.c_str()) != 0) {
-        refuse_system("cannot give release " + std::to_string(release) + " its name", errno);
-    }
-    flush_folder(releases_folder(tree_));
-    flush_folder(channel_folder(tree_));
-    flush_folder(tree_);
-    replace_file(current_file(tree_), std::to_string(release) + "\n", 0644);
+    return read_small_file(range_path(unsigned_folder(tree, release)), kMaxManifestBytes);
 }
 
 }  // namespace vandrel_release

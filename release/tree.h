@@ -1,21 +1,26 @@
 // The tree that is served:
 //
-//   TREE/64/current                      the number of the release that clients get, in decimal, with a line end
-//   TREE/64/releases/N/manifest.bin      the signed manifest of release N
-//   TREE/64/releases/N/files/PATH        its files
+//   TREE/64/current                        the number of the release that clients get, in decimal, with a line end
+//   TREE/64/releases/N/manifest.bin        the signed manifest of release N
+//   TREE/64/releases/N/files/PATH          its files
+//   TREE/64/releases/.unsigned-N/          release N while it waits for its signature:
+//       manifest.range                       what is to be signed
+//       release/files/PATH                   its files
 //
-// (1) A folder releases/N is whole, durable and never changed again: it gets that name by one rename of a finished one.
+// (1) A folder releases/N is whole, durable and never changed again: it gets that name by one rename of a finished one,
+//     and loses it by one rename before anything in it is removed.
 // (2) `current` always names such a folder: it is replaced, by one rename, after the folder has its name.
-// (3) Whoever changes the tree holds its lock. What an interrupted publication left behind (releases/.publishing, a
-//     temporary sibling of `current`) is swept by the next one.
+// (3) Whoever changes the tree holds its lock. What an interrupted change left behind is swept by the next one:
+//     releases/.publishing, releases/.removing, a temporary sibling of `current`, and a folder releases/.unsigned-N
+//     whose release has gone to its place.
+// (4) Everything in the tree can be read by everybody, whatever the umask: folders 0755, files 0644.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
-
-#include "release/files.h"
+#include <vector>
 
 namespace vandrel_release {
 
@@ -24,6 +29,13 @@ inline constexpr std::string_view kArch = "64";  // the one channel there is
 // 1 to 4294967295 in plain decimal, without sign, blank or leading zero; anything else is no release number.
 std::optional<std::uint32_t> parse_release_number(std::string_view text);
 
+inline constexpr std::string_view kUnsignedPrefix = ".unsigned-";
+
+// TREE/64, TREE/64/releases and TREE/64/current.
+std::filesystem::path channel_folder(const std::filesystem::path& tree);
+std::filesystem::path releases_folder(const std::filesystem::path& tree);
+std::filesystem::path current_file(const std::filesystem::path& tree);
+
 std::filesystem::path release_folder(const std::filesystem::path& tree, std::uint32_t release);
 std::filesystem::path manifest_path(const std::filesystem::path& release_folder);
 std::filesystem::path files_folder(const std::filesystem::path& release_folder);
@@ -31,30 +43,21 @@ std::filesystem::path files_folder(const std::filesystem::path& release_folder);
 // The release that clients get; nothing if none has been published. Throws Refusal if `current` holds no number.
 std::optional<std::uint32_t> current_release(const std::filesystem::path& tree);
 
-// The highest release number in the tree, current or not; 0 if there is none.
+// The releases of the tree, current or not, in ascending order; those that wait for a signature are not among them.
+std::vector<std::uint32_t> releases_in(const std::filesystem::path& tree);
+
+// The highest release number in the tree, that of a release which waits for its signature included; 0 if there is none.
 std::uint32_t newest_release(const std::filesystem::path& tree);
 
-// One publication under way: holds the tree's lock and an empty folder in which the release is put together. If it ends
-// without commit(), that folder goes and nothing else in the tree has changed.
-class Publication {
- public:
-    // Makes the tree if need be. Throws Refusal if another publication holds the lock.
-    explicit Publication(const std::filesystem::path& tree);
-    Publication(const Publication&) = delete;
-    Publication& operator=(const Publication&) = delete;
-    ~Publication();
+// Where a release waits for its signature: the bytes that are to be signed, and the release but for its manifest.
+std::filesystem::path unsigned_folder(const std::filesystem::path& tree, std::uint32_t release);
+std::filesystem::path range_path(const std::filesystem::path& unsigned_folder);
+std::filesystem::path release_within(const std::filesystem::path& unsigned_folder);
 
-    // Where the release is put together; laid out as a release's folder.
-    const std::filesystem::path& staging() const { return staging_; }
+// Whether this number waits for its signature.
+bool is_waiting(const std::filesystem::path& tree, std::uint32_t release);
 
-    // Gives the finished release its name, then makes it the current one. Everything is durable when it returns.
-    // Power cut: the release isn't there, or is there but not current yet, or is current.
-    void commit(std::uint32_t release);
-
- private:
-    std::filesystem::path tree_;
-    std::filesystem::path staging_;
-    FileHandle lock_;
-};
+// The bytes that are to be signed for a release that waits. Throws Refusal if it doesn't wait.
+std::string unsigned_range(const std::filesystem::path& tree, std::uint32_t release);
 
 }  // namespace vandrel_release

@@ -5,7 +5,7 @@
 
 #include "release/manifest_format.h"
 #include "release/refusal.h"
-#include "release/tree.h"
+#include "release/tree_changes.h"
 #include "release_test.h"
 
 namespace release_test {
@@ -101,7 +101,7 @@ TEST_F(Publish, a_failure_in_the_middle_leaves_the_tree_as_it_was) {
         const Outcome outcome = publish("2");
         EXPECT_EQ(outcome.exit_code, 1);
         EXPECT_EQ(outcome.err, "vandrel-release: cannot write " + tree_.string() +
-                                   "/64/releases/.publishing/files/data/large: File too large\n");
+                                   "/64/releases/.publishing/release/files/data/large: File too large\n");
     }
     EXPECT_EQ(everything_in(tree_), before);
 }
@@ -113,7 +113,7 @@ TEST_F(Publish, one_publication_at_a_time_and_what_a_killed_one_left_is_swept) {
         EXPECT_EQ(publish("1").err, "vandrel-release: another publication into this tree is under way\n");
         EXPECT_TRUE(fs::exists(other.staging()));  // it is the other's
     }
-    write(tree_ / "64/releases/.publishing/files/data/half", "half");
+    write(tree_ / "64/releases/.publishing/release/files/data/half", "half");
     write(tree_ / "64/current.new-1", "1");
     ASSERT_EQ(publish("1").exit_code, 0);
     EXPECT_FALSE(fs::exists(tree_ / "64/releases/.publishing"));

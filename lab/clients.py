@@ -45,14 +45,15 @@ class IdleClient:
 
 
 class SampleClient:
-    """The folder's sample client, started for `job` (a Job that says the profile, too) with further switches; what the
-    player types is `given`."""
+    """The folder's sample client, started by `name` for `job` (a Job that says the profile, too) with further switches;
+    what the player types is `given`, and then the input ends; with None it stays open and nothing is typed."""
 
-    def __init__(self, folder, job, *switches, given=b""):
-        self._process = folder.prefix.start(folder.path / CLIENT, f"--profile={job.updater.parent.name}",
+    def __init__(self, folder, job, *switches, given=b"", name=CLIENT):
+        self._process = folder.prefix.start(folder.path / name, f"--profile={job.updater.parent.name}",
                                             f"--job={job.id}", *switches, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        self._process.stdin.write(given)
-        self._process.stdin.close()
+        if given is not None:
+            self._process.stdin.write(given)
+            self._process.stdin.close()
 
     def lines(self):
         """Each line that it shows, as it comes, until it ends."""
@@ -62,6 +63,7 @@ class SampleClient:
     def end(self, timeout=30):
         """Waits for its end; gives the exit code. Raises subprocess.TimeoutExpired."""
         code = self._process.wait(timeout)
+        self._process.stdin.close()
         self._process.stdout.close()
         return code
 
@@ -73,7 +75,8 @@ class SampleClient:
 
 
 def sample_client_starts(prefix, profile):
-    """What sample clients of a profile have noted of their starts: a dictionary for each, with `job` and `argument`."""
+    """What sample clients of a profile have noted of their starts: the match objects, with `job`, `argument`, and
+    `reason`, which is None unless the update has failed."""
     log = prefix.roaming / "BrindlerQ3" / profile / "client-started.log"
     lines = log.read_text().splitlines() if log.exists() else []
-    return [dict(item.split("=", 1) for item in line.split()[1:]) for line in lines]
+    return [re.search(r"job=(?P<job>\S+) argument=(?P<argument>\S+)(?: reason=(?P<reason>.*))?$", line) for line in lines]

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <map>
 
-#include "text.h"
+#include "vandrel_client/text.h"
 
 namespace sample_client {
 namespace {
 
+using vandrel_client::to_utf8;
 using Arguments = std::vector<std::wstring>;
 
 [[noreturn]] void refuse(const std::wstring& argument, const char* reason) {
@@ -26,30 +27,31 @@ Answer read_answer(const std::wstring& value) {
     return found->second;
 }
 
-std::wstring read_job(const std::wstring& value) {
+std::string read_job(const std::wstring& value) {
     if (value.size() != 32 || !std::all_of(value.begin(), value.end(), is_lower_hex)) {
         refuse(L"--job", "expected 32 lower-case hexadecimal digits");
     }
-    return value;
+    return to_utf8(value);
 }
 
-std::wstring read_profile(const std::wstring& value) {
+std::string read_profile(const std::wstring& value) {
     if (value.empty() || value == L"." || value == L".." || value.find_first_of(L"\\/:*?\"<>|") != std::wstring::npos) {
         refuse(L"--profile", "expected the name of a folder");
     }
-    return value;
+    return to_utf8(value);
 }
 
-uint32_t read_milliseconds(const std::wstring& value) {
+uint32_t read_milliseconds(const std::wstring& name, const std::wstring& value) {
     const bool digits =
         std::all_of(value.begin(), value.end(), [](wchar_t unit) { return unit >= L'0' && unit <= L'9'; });
-    if (value.empty() || value.size() > 7 || !digits) refuse(L"--linger", "expected milliseconds, 7 digits at most");
+    if (value.empty() || value.size() > 7 || !digits) refuse(name, "expected milliseconds, 7 digits at most");
     return static_cast<uint32_t>(std::stoul(value));
 }
 
 // True if `argument` was one of the switches without a value.
 bool read_flag(const std::wstring& argument, ClientOptions& options) {
     const std::map<std::wstring, bool*> flags{{L"--stay", &options.stay},
+                                              {L"--no-group", &options.no_group},
                                               {L"--no-update", &options.no_update},
                                               {L"--wait-ended", &options.wait_ended},
                                               {L"--vandrel-update-recovered", &options.recovered}};
@@ -69,7 +71,9 @@ void read_value(const std::wstring& name, const std::wstring& value, ClientOptio
     } else if (name == L"--job") {
         options.job = read_job(value);
     } else if (name == L"--linger") {
-        options.linger_ms = read_milliseconds(value);
+        options.linger_ms = read_milliseconds(name, value);
+    } else if (name == L"--patience") {
+        options.patience_ms = read_milliseconds(name, value);
     } else {
         refuse(name, "unknown switch");
     }

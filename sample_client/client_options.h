@@ -14,9 +14,11 @@ enum class Answer { kAsk, kApply, kCancel, kNone };
 struct ClientOptions {
     Answer answer = Answer::kAsk;  // --answer=ask|apply|cancel|none
     std::string cancel_at;         // --cancel-at=STATE: writes "cancel" when that state is first seen; empty: never
-    std::wstring profile;          // --profile=NAME: folder beneath BrindlerQ3; empty: inherited or the default one
-    std::wstring job;              // --job=HEX: 32 lower-case hexadecimal digits; empty: a fresh random one
+    std::string profile;           // --profile=NAME: folder beneath BrindlerQ3; empty: inherited or the default one
+    std::string job;               // --job=HEX: 32 lower-case hexadecimal digits; empty: a fresh random one
     uint32_t linger_ms = 0;        // --linger=MS: time between reading "handoff" and closing, or of a --no-update run
+    uint32_t patience_ms = 0;      // --patience=MS: how long the helper may be silent; 0: as long as the library says
+    bool no_group = false;         // --no-group: the helper isn't put into a job object of the system
     bool stay = false;             // --stay: does not close on "handoff"; ends with the helper's last state
     bool no_update = false;        // --no-update: starts no helper; runs for --linger and ends with 0
     bool wait_ended = false;       // --wait-ended: after the last state, waits until no process of the helper is left

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <string>
 
-#include "status_document.h"
+#include "vandrel_client.h"
 
 namespace sample_client {
 
@@ -10,19 +12,36 @@ namespace sample_client {
 void prepare_console();
 void print_line(const std::string& line);
 
-// `downloading        42% [############..................] Baixando arquivos verificados... (release 7, 3 files)`
-std::string status_line(const StatusDocument& status);
+// The state as the status file names it, and "starting", "died" and "silent" for what no file says.
+const char* state_name(vandrel_state state);
 
-// Shows a document unless it reads like the one shown before.
+// The detail in one line.
+std::string detail_line(const vandrel_status& status);
+
+// `downloading        42% [############..................] Baixando arquivos verificados... (release 7, 3 files)`
+std::string status_line(const vandrel_status& status);
+
+// Shows a status unless it reads like the one shown before.
 class StatusView {
  public:
-    void show(const StatusDocument& status);
+    void show(const vandrel_status& status);
 
  private:
     std::string last_line_;
 };
 
-// Asks until the answer is y or n. An input that has ended counts as n.
-bool ask_player(const std::string& question);
+// One question to the player, asked until the answer is y or n. A thread of its own waits for the answer, so that the
+// client goes on watching the helper meanwhile; it is left waiting when the process ends.
+class Question {
+ public:
+    explicit Question(const std::string& question);
+
+    // Nothing as long as the player hasn't answered. An input that has ended counts as n.
+    std::optional<bool> answer() const;
+
+ private:
+    struct Reply;
+    std::shared_ptr<Reply> reply_;
+};
 
 }  // namespace sample_client

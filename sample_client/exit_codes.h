@@ -10,7 +10,8 @@ enum ExitCode : int {
     kCancelled = 11,      // the helper's last state: "cancelled"
     kError = 12,          // the helper's last state: "error"
     kHelperMissing = 13,  // the helper could not be started, or a file of the profile could not be written
-    kHelperSilent = 14,   // every process of the helper has ended, and none of the states above was written
+    kHelperDied = 14,     // every process of the helper has ended, and none of the states above was written
+    kHelperSilent = 15,   // the helper lives, but was given up: it has not said anything new for too long
 };
 
 }  // namespace sample_client

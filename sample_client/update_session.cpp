@@ -1,9 +1,8 @@
 #include "update_session.h"
 
-#include <map>
+#include <windows.h>
 
-#include "command_file.h"
-#include "text.h"
+#include <map>
 
 namespace sample_client {
 namespace {
@@ -12,59 +11,51 @@ constexpr DWORD kPoll_ms = 50;
 
 }  // namespace
 
-UpdateSession::UpdateSession(const ClientOptions& options, const JobFiles& files)
-    : options_(options), files_(files), helper_(files) {}
-
 ExitCode UpdateSession::follow() {
-    const std::string job = to_utf8(files_.job);
+    vandrel_status status{};
     while (true) {
-        if (const auto status = read_status(files_.status, job)) {
-            view_.show(*status);
-            const Next next = act_on(*status);
-            if (next == Next::kClose) return close_for_handoff();
-            if (next == Next::kEnded) return finish(status->state);
+        if (vandrel_poll(update_, &status) && status.state != VANDREL_STARTING) {
+            if (!vandrel_is_last(status.state) || status.state <= VANDREL_ERROR) view_.show(status);
+            act_on(status);
         }
-        if (helper_died()) {
-            print_line("the helper has ended without a last state");
-            return kHelperSilent;
-        }
+        if (vandrel_is_last(status.state)) return finish(status.state);
+        // A client that has just called everything off stays: the helper still hears a cancel while it waits for the
+        // end.
+        if (status.state == VANDREL_HANDOFF && !options_.stay && !cancelled_) return close_for_handoff();
+        hear_player();
         Sleep(kPoll_ms);
     }
 }
 
-UpdateSession::Next UpdateSession::act_on(const StatusDocument& status) {
-    if (status.state == "current" || status.state == "cancelled" || status.state == "error") return Next::kEnded;
-    if (status.state == options_.cancel_at && !cancelled_) cancel();
-    if (status.state == "update_available" && !answered_ && !cancelled_) answer_offer(status);
-    // A client that has just called everything off stays: the helper still hears a cancel while it waits for the end.
-    if (status.state == "handoff" && !options_.stay && !cancelled_) return Next::kClose;
-    return Next::kGoOn;
+void UpdateSession::act_on(const vandrel_status& status) {
+    if (!cancelled_ && state_name(status.state) == options_.cancel_at) answer(VANDREL_CANCEL);
+    if (status.state == VANDREL_UPDATE_AVAILABLE && !answered_ && !cancelled_) answer_offer(status);
 }
 
-void UpdateSession::answer_offer(const StatusDocument& status) {
+void UpdateSession::answer_offer(const vandrel_status& status) {
     answered_ = true;
-    Answer answer = options_.answer;
-    if (answer == Answer::kNone) return;
-    if (answer == Answer::kAsk) {
-        const std::string files = std::to_string(status.pending_files);
-        answer = ask_player(status.detail + " " + files + " files. Go ahead?") ? Answer::kApply : Answer::kCancel;
+    if (options_.answer == Answer::kApply) answer(VANDREL_APPLY);
+    if (options_.answer == Answer::kCancel) answer(VANDREL_CANCEL);
+    if (options_.answer == Answer::kAsk) {
+        question_.emplace(std::string(status.detail) + " " + std::to_string(status.pending_files) +
+                          " files. Go ahead?");
     }
-    if (answer == Answer::kCancel) return cancel();
-    write_command(files_, "apply");
-    print_line("the client answers: apply");
 }
 
-void UpdateSession::cancel() {
-    cancelled_ = true;
-    write_command(files_, "cancel");
-    print_line("the client answers: cancel");
+void UpdateSession::hear_player() {
+    const std::optional<bool> reply = question_ ? question_->answer() : std::nullopt;
+    if (!reply) return;
+    question_.reset();
+    answer(*reply ? VANDREL_APPLY : VANDREL_CANCEL);
 }
 
-bool UpdateSession::helper_died() {
-    if (helper_.is_running()) return false;
-    if (died_) return true;
-    died_ = true;
-    return false;
+// An answer that can't be written is told, and the helper's own limit ends the job.
+void UpdateSession::answer(vandrel_command command) {
+    cancelled_ = command == VANDREL_CANCEL;
+    const vandrel_result result = vandrel_answer(update_, command);
+    print_line(result != VANDREL_OK       ? vandrel_result_text(result)
+               : command == VANDREL_APPLY ? "the client answers: apply"
+                                          : "the client answers: cancel");
 }
 
 ExitCode UpdateSession::close_for_handoff() const {
@@ -73,11 +64,21 @@ ExitCode UpdateSession::close_for_handoff() const {
     return kHandedOver;
 }
 
-ExitCode UpdateSession::finish(const std::string& last_state) const {
-    static const std::map<std::string, ExitCode> kCodes{
-        {"current", kCurrent}, {"cancelled", kCancelled}, {"error", kError}};
-    while (options_.wait_ended && helper_.is_running()) Sleep(kPoll_ms);
+ExitCode UpdateSession::finish(vandrel_state last_state) const {
+    static const std::map<vandrel_state, ExitCode> kCodes{{VANDREL_CURRENT, kCurrent},
+                                                          {VANDREL_CANCELLED, kCancelled},
+                                                          {VANDREL_ERROR, kError},
+                                                          {VANDREL_DIED, kHelperDied},
+                                                          {VANDREL_SILENT, kHelperSilent}};
+    if (last_state == VANDREL_DIED) print_line("the helper has ended without a last state");
+    if (last_state == VANDREL_SILENT) print_line("the helper has been silent for too long: given up");
+    while (options_.wait_ended && vandrel_helper_is_running(update_) == 1) Sleep(kPoll_ms);
     return kCodes.at(last_state);
+}
+
+bool wait_for_last_word(vandrel_update* update, vandrel_status& status) {
+    while (vandrel_poll(update, &status), !vandrel_is_last(status.state)) Sleep(kPoll_ms);
+    return status.state <= VANDREL_ERROR;
 }
 
 }  // namespace sample_client

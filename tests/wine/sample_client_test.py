@@ -1,17 +1,21 @@
 #!/usr/bin/env python3
 """The sample client, with the real helper beside it: what it shows, what it answers, and how it ends."""
 
+import json
+import os
 import shutil
 import subprocess
+import time
 import unittest
 
-from fixture import HANDOFF, OFFER, HelperTest
+from fixture import HANDOFF, OFFER, RECOVERED, HelperTest
 from lab.clients import CLIENT, SampleClient, sample_client_starts
 from lab.job import HELPER
 from lab.waiting import wait_until
 
-HANDED_OVER, BAD_USAGE, CURRENT, CANCELLED, ERROR, MISSING, SILENT = 0, 2, 10, 11, 12, 13, 14
+HANDED_OVER, BAD_USAGE, CURRENT, CANCELLED, ERROR, MISSING, DIED, SILENT = 0, 2, 10, 11, 12, 13, 14, 15
 PROFILE = "sample lab"
+DAY = 86400
 
 
 class SampleClientTest(HelperTest):
@@ -22,22 +26,22 @@ class SampleClientTest(HelperTest):
     def client_file(self):
         return (self.lab.build / CLIENT).read_bytes()
 
-    def start(self, *switches, given=b""):
+    def start(self, *switches, **options):
         self.job = self.scene.make_job(PROFILE)
-        client = SampleClient(self.folder, self.job, *switches, given=given)
+        client = SampleClient(self.folder, self.job, *switches, **options)
         self.addCleanup(client.close)
         return client
 
-    def run_to_end(self, *switches, given=b""):
+    def run_to_end(self, *switches, **options):
         """Gives the exit code and the lines that were shown."""
-        client = self.start(*switches, given=given)
+        client = self.start(*switches, **options)
         lines = list(client.lines())
         code = client.end()
         wait_until(lambda: not self.job.processes(), "the helper's end")
         return code, lines
 
     def starts(self):
-        return [(start["job"], start["argument"]) for start in sample_client_starts(self.lab.prefix, PROFILE)]
+        return [start.groups() for start in sample_client_starts(self.lab.prefix, PROFILE)]
 
     def test_an_update_is_shown_answered_and_handed_over_and_the_next_start_knows_its_job(self):
         release = self.scene.serve({"data/a.dat": b"a2"})
@@ -52,7 +56,7 @@ class SampleClientTest(HelperTest):
                           "(release 7, 1 files)", "the client closes for the update"], lines[-2:])
         self.assert_files(release.files)
         wait_until(lambda: len(self.starts()) == 2, "the second start")
-        self.assertEqual([("-", "-"), (self.job.id, "-")], self.starts())
+        self.assertEqual([("-", "-", None), (self.job.id, "-", None)], self.starts())
 
     def test_each_end_has_its_exit_code(self):
         ask = "Atualizacao disponivel. 1 files. Go ahead? [y/n]"
@@ -75,7 +79,24 @@ class SampleClientTest(HelperTest):
         self.assertTrue(lines[-1].endswith("] Manifesto Vandrel invalido."), lines[-1])
         (self.folder.path / HELPER).unlink()
         code, lines = self.run_to_end()
-        self.assertEqual((MISSING, "helper: start (2)"), (code, lines[-1]))
+        self.assertEqual((MISSING, "the helper could not be started (2)"), (code, lines[-1]))
+
+    def test_a_client_is_known_in_any_spelling_of_its_name_and_no_other(self):
+        self.scene.serve({})
+        self.assertEqual(CURRENT, self.run_to_end(name="Brindler_DX_x64.EXE")[0])
+        shutil.copy(self.folder.path / CLIENT, self.folder.path / "game.exe")
+        code, lines = self.run_to_end(name="game.exe")
+        words = "this client is named neither brindler_dx_x64.exe nor brindler_gl_x64.exe (0)"
+        self.assertEqual((MISSING, words), (code, lines[-1]))
+
+    def test_the_helper_is_watched_while_the_player_thinks(self):
+        self.scene.serve({"data/a.dat": b"a2"})
+        client = self.start(given=None)
+        lines = client.lines()
+        self.assertTrue(any(line.endswith("Go ahead? [y/n]") for line in lines))
+        self.job.command("cancel")
+        self.assertEqual("cancelled          0% [" + "." * 30 + "] Atualizacao cancelada. (release 7, 1 files)", [*lines][-1])
+        self.assertEqual(CANCELLED, client.end())
 
     def test_a_helper_that_dies_without_a_word_is_noticed(self):
         self.scene.serve({"data/a.dat": b"a2"})
@@ -83,7 +104,32 @@ class SampleClientTest(HelperTest):
         self.job.wait_for_state(OFFER)
         self.job.kill()
         self.assertIn("the helper has ended without a last state", list(client.lines()))
-        self.assertEqual(SILENT, client.end())
+        self.assertEqual(DIED, client.end())
+
+    def test_without_a_job_object_silence_is_what_tells_that_a_helper_has_died(self):
+        self.scene.serve({"data/a.dat": b"a2"})
+        client = self.start("--no-group", "--answer=none", "--patience=3000")
+        self.job.wait_for_state(OFFER)
+        self.job.kill()
+        self.assertIn("the helper has been silent for too long: given up", list(client.lines()))
+        self.assertEqual((SILENT, "cancel"), (client.end(), json.loads(self.job.command_file.read_bytes())["command"]))
+
+    def test_the_files_of_finished_and_forgotten_jobs_are_removed_and_no_others(self):
+        self.scene.serve({})
+        updater = self.scene.make_job(PROFILE).updater
+        updater.mkdir(parents=True)
+        for number, (state, age, stays) in enumerate((("current", 70, False), ("error", 70, False),
+                                                      ("current", 0, True), ("handoff", DAY - 99, True),
+                                                      ("handoff", DAY + 9, False), ("current", 70, True))):
+            job = f"{number:032x}" if number < 5 else "notes"
+            status = {"jobId": job, "state": state, "progress": 0, "detail": "", "release": 1, "pendingFiles": 1}
+            for ending in ("status.json", "command.json", "status.json.qmpart-9-1.part"):
+                file = updater / f"{job}.{ending}"
+                file.write_text(json.dumps(status))
+                os.utime(file, (time.time() - age,) * 2)
+        self.assertEqual(CURRENT, self.run_to_end()[0])
+        left = {file.name.split(".")[0] for file in updater.iterdir()}
+        self.assertEqual({f"{2:032x}", f"{3:032x}", "notes", self.job.id}, left)
 
     def test_bad_switches_start_nothing(self):
         for switch, words in (("--job=12", "--job: expected 32 lower-case hexadecimal digits"),
@@ -95,12 +141,19 @@ class SampleClientTest(HelperTest):
                 self.assertEqual((BAD_USAGE, [words]), self.run_to_end(switch))
         self.assertEqual([], self.endpoint.requests)
 
-    def test_a_start_after_a_failure_notes_its_argument_and_checks_nothing(self):
-        code, lines = self.run_to_end("--vandrel-update-recovered")
-        self.assertEqual(HANDED_OVER, code)
-        self.assertIn("the last update did not go through; the earlier files are in place", lines)
-        self.assertEqual([("-", "--vandrel-update-recovered")], self.starts())
-        self.assertEqual([], self.endpoint.requests)
+    def test_a_client_that_is_started_after_a_failure_tells_the_reason_and_checks_nothing(self):
+        self.scene.serve({"data/a.dat": b"a2"})
+        client = self.start("--answer=apply", "--linger=500")
+        self.job.wait_for_state(HANDOFF)
+        (self.folder.path / "data" / "a.dat").write_bytes(b"edited")
+        self.assertEqual(HANDED_OVER, client.end())
+        wait_until(lambda: len(self.starts()) == 2, "the second start")
+        self.assertEqual((self.job.id, RECOVERED, "Cliente mudou durante o download; nenhuma alteracao aplicada."),
+                         self.starts()[1])
+        asked = len(self.endpoint.requests)
+        code, lines = self.run_to_end(RECOVERED)
+        self.assertEqual((HANDED_OVER, "the last update did not go through: unknown"), (code, lines[-1]))
+        self.assertEqual(asked, len(self.endpoint.requests))
 
     def test_a_client_that_stays_open_at_the_handoff_is_not_closed_by_the_helper(self):
         self.scene.serve({"data/a.dat": b"a2"})

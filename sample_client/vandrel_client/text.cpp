@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-namespace sample_client {
+namespace vandrel_client {
 
 std::string to_utf8(std::wstring_view text) {
     const int units = static_cast<int>(text.size());
@@ -21,4 +21,4 @@ std::wstring to_wide(std::string_view text) {
     return result;
 }
 
-}  // namespace sample_client
+}  // namespace vandrel_client

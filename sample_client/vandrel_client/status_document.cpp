@@ -2,9 +2,10 @@
 
 #include <windows.h>
 
+#include <map>
 #include <nlohmann/json.hpp>
 
-namespace sample_client {
+namespace vandrel_client {
 namespace {
 
 constexpr DWORD kLargestDocument = 16383;  // the helper writes no longer one
@@ -26,18 +27,25 @@ std::optional<std::string> read_shared(const std::filesystem::path& file) {
 }  // namespace
 
 std::optional<StatusDocument> parse_status(std::string_view text) {
+    static const std::map<std::string, vandrel_state> kStates{{"checking", VANDREL_CHECKING},
+                                                              {"update_available", VANDREL_UPDATE_AVAILABLE},
+                                                              {"downloading", VANDREL_DOWNLOADING},
+                                                              {"handoff", VANDREL_HANDOFF},
+                                                              {"current", VANDREL_CURRENT},
+                                                              {"cancelled", VANDREL_CANCELLED},
+                                                              {"error", VANDREL_ERROR}};
     const auto json = nlohmann::json::parse(text, nullptr, false);
     if (!json.is_object()) return std::nullopt;
     try {
         StatusDocument status;
         json.at("jobId").get_to(status.job);
-        json.at("state").get_to(status.state);
+        status.state = kStates.at(json.at("state").get<std::string>());
         json.at("progress").get_to(status.progress);
         json.at("detail").get_to(status.detail);
         json.at("release").get_to(status.release);
         json.at("pendingFiles").get_to(status.pending_files);
         return status;
-    } catch (const nlohmann::json::exception&) {
+    } catch (const std::exception&) {  // a member or its type, or a state
         return std::nullopt;
     }
 }
@@ -50,4 +58,4 @@ std::optional<StatusDocument> read_status(const std::filesystem::path& file, con
     return status;
 }
 
-}  // namespace sample_client
+}  // namespace vandrel_client

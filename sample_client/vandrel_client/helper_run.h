@@ -5,25 +5,28 @@
 #include <memory>
 #include <string>
 
-#include "profile.h"
+#include "job_files.h"
 
-namespace sample_client {
+namespace vandrel_client {
 
 struct HandleCloser {
     void operator()(HANDLE handle) const { CloseHandle(handle); }
 };
 using Handle = std::unique_ptr<void, HandleCloser>;
 
-// One job of the helper: the process that this client starts, and the temporary copy that takes the job over from it.
+// The processes of one job: the one that this client starts, and the temporary copy that takes the job over from it.
 // Both lie in one job object of the system, so that the client can tell "still working" from "died without a word".
 class HelperRun {
  public:
-    // Starts "Vandrel Updater.exe" of this executable's folder for the job, hidden, with this process as its client.
-    // Throws std::runtime_error if it can't be started.
-    explicit HelperRun(const JobFiles& files);
+    HelperRun() = default;
 
-    // True as long as a process of the helper (or one started by it) lives.
-    bool is_running() const;
+    // Starts "Vandrel Updater.exe" of this executable's folder for the job, hidden, with this process as its client.
+    // A system that gives no job object, or doesn't let the helper into it, costs the grouping and nothing else.
+    // Throws ClientError: VANDREL_WRONG_CLIENT_NAME, VANDREL_NO_HELPER.
+    HelperRun(const JobFiles& files, bool without_group);
+
+    // 1 as long as a process of the helper (or one started by it) lives, 0 when none does, -1 without a group.
+    int is_running() const;
 
  private:
     Handle group_;
@@ -36,7 +39,4 @@ std::wstring quote_argument(const std::wstring& text);
 std::wstring helper_command_line(const std::filesystem::path& helper, const std::wstring& client_name,
                                  unsigned long client_pid, const JobFiles& files);
 
-// Full path of this process's executable.
-std::filesystem::path own_path();
-
-}  // namespace sample_client
+}  // namespace vandrel_client

@@ -2,29 +2,24 @@
 
 #include <windows.h>
 
-#include <stdexcept>
+#include "client_error.h"
 
-#include "text.h"
-
-namespace sample_client {
+namespace vandrel_client {
 namespace {
 
 constexpr int kMoveAttempts = 100;
 constexpr DWORD kMovePause_ms = 20;
 
-[[noreturn]] void refuse(const char* step) {
-    throw std::runtime_error(std::string("command file: ") + step + " (" + std::to_string(GetLastError()) + ")");
-}
-
 void write_flushed(const std::filesystem::path& file, const std::string& text) {
     const HANDLE handle =
         CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) refuse("create");
+    if (handle == INVALID_HANDLE_VALUE) throw ClientError(VANDREL_NO_COMMAND);
     DWORD written = 0;
     const bool done = WriteFile(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
                       written == text.size() && FlushFileBuffers(handle);
+    const DWORD error = GetLastError();
     CloseHandle(handle);
-    if (!done) refuse("write");
+    if (!done) throw ClientError(VANDREL_NO_COMMAND, error);
 }
 
 }  // namespace
@@ -32,8 +27,7 @@ void write_flushed(const std::filesystem::path& file, const std::string& text) {
 void write_command(const JobFiles& files, std::string_view command) {
     std::filesystem::path temporary = files.command;
     temporary += L".new";
-    write_flushed(temporary,
-                  "{\"jobId\":\"" + to_utf8(files.job) + "\",\"command\":\"" + std::string(command) + "\"}\n");
+    write_flushed(temporary, "{\"jobId\":\"" + files.job + "\",\"command\":\"" + std::string(command) + "\"}\n");
     // The helper's own look at the file, ten times a second, can refuse the move for a moment.
     for (int attempt = 0; attempt < kMoveAttempts; ++attempt) {
         if (MoveFileExW(temporary.c_str(), files.command.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
@@ -41,7 +35,7 @@ void write_command(const JobFiles& files, std::string_view command) {
         }
         Sleep(kMovePause_ms);
     }
-    refuse("move");
+    throw ClientError(VANDREL_NO_COMMAND);
 }
 
-}  // namespace sample_client
+}  // namespace vandrel_client

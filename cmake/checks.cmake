@@ -25,6 +25,16 @@ add_test(NAME reproducible_executable
                  "${VANDREL_WINDOWS_BUILD_DIR}")
 set_tests_properties(reproducible_executable PROPERTIES LABELS configuration TIMEOUT 600 PROCESSORS 2)
 
+# Every tests/documents/NAME_test.py holds the documents against what they speak of.
+file(GLOB document_scripts CONFIGURE_DEPENDS tests/documents/*_test.py)
+foreach(script IN LISTS document_scripts)
+    cmake_path(GET script STEM name)
+    string(REGEX REPLACE "_test$" "" name "${name}")
+    add_test(NAME documents.${name} COMMAND "${script}")
+    set_tests_properties(documents.${name} PROPERTIES LABELS documents TIMEOUT 300 ENVIRONMENT
+        "VANDREL_WINDOWS_BUILD_DIR=${VANDREL_WINDOWS_BUILD_DIR};VANDREL_NATIVE_BUILD_DIR=${CMAKE_BINARY_DIR}")
+endforeach()
+
 set(wine_environment
     "VANDREL_SOURCE_DIR=${CMAKE_SOURCE_DIR}"
     "VANDREL_WINDOWS_BUILD_DIR=${VANDREL_WINDOWS_BUILD_DIR}"

@@ -15,7 +15,7 @@ target_compile_definitions(test_support PUBLIC
     VANDREL_DEVELOPMENT_KEY="${CMAKE_SOURCE_DIR}/keys/development_private.pem")
 
 # One program for each folder of tests, TOPIC_tests, with all of the folder's cases registered under its label.
-set(folders_apart configuration fuzz interruption probes support wine)
+set(folders_apart configuration documents fuzz interruption probes support wine)
 file(GLOB test_folders CONFIGURE_DEPENDS RELATIVE "${CMAKE_SOURCE_DIR}/tests" tests/*)
 list(REMOVE_ITEM test_folders ${folders_apart})
 foreach(folder IN LISTS test_folders)

@@ -26,7 +26,6 @@ add_library(vandrel_client STATIC ${vandrel_client_sources})
 find_path(json_headers nlohmann/json.hpp PATHS /usr/include REQUIRED NO_CMAKE_FIND_ROOT_PATH)
 file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/headers")
 file(CREATE_LINK "${json_headers}/nlohmann" "${CMAKE_BINARY_DIR}/headers/nlohmann" SYMBOLIC)
-target_include_directories(vandrel_client PUBLIC "${CMAKE_SOURCE_DIR}")
 target_include_directories(vandrel_client SYSTEM PRIVATE "${CMAKE_BINARY_DIR}/headers")
 target_link_libraries(vandrel_client PUBLIC shell32)
 
@@ -34,6 +33,7 @@ file(GLOB sample_client_sources CONFIGURE_DEPENDS sample_client/*.cpp)
 add_executable(sample_client ${sample_client_sources})
 set_target_properties(sample_client PROPERTIES OUTPUT_NAME brindler_dx_x64)
 target_link_libraries(sample_client PRIVATE vandrel_client)
+target_link_options(sample_client PRIVATE -Wl,-Map,brindler_dx_x64.map)
 
 # Each source in tests/probes is a probe_NAME.exe, with the laboratory's frame for Windows.
 add_custom_target(probes)

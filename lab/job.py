@@ -27,6 +27,7 @@ class Job:
         self.command_file = self.updater / f"{self.id}.command.json"
         self.starts_file = self.updater.parent / f"{self.id}.starts"
         self.history = []  # (state, progress, detail) as they were seen, without repetitions
+        self.documents = []  # the status documents behind them
         self.client = None
         self._helper = None
         self._watching = False
@@ -65,6 +66,7 @@ class Job:
         seen = status and (status["state"], status["progress"], status["detail"])
         if seen and (not self.history or self.history[-1] != seen):
             self.history.append(seen)
+            self.documents.append(status)
 
     def states(self):
         """The states in the order in which they were seen, each change once."""

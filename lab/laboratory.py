@@ -66,13 +66,14 @@ class Laboratory:
 
 
 class Scene:
-    """A complete client folder in which nothing runs yet. `old` is what it holds (content by path)."""
+    """A complete client folder in which nothing runs yet. `old` is what it holds (content by path), `jobs` are those that
+    were made in it."""
 
     def __init__(self, lab, name, client):
         self.lab, self.endpoint = lab, lab.endpoint
         self.old = {"init.lua": b"-- start\n", "data/a.dat": b"a1" * 500, "modules/m.lua": b"m1\n", CLIENT: client,
                     HELPER: lab.helper}
-        self._clients, self._jobs, self._folders = [], [], []
+        self.jobs, self._clients, self._folders = [], [], []
         self.folder = self.another_folder(name)
 
     def another_folder(self, name):
@@ -101,7 +102,7 @@ class Scene:
 
     def make_job(self, profile="lab"):
         job = Job(self.folder, profile)
-        self._jobs.append(job)
+        self.jobs.append(job)
         return job
 
     def start_job(self, client=None, more=(), program=None, profile="lab", **changes):
@@ -124,7 +125,7 @@ class Scene:
 
     def close(self):
         """Ends its processes and removes its folders."""
-        for job in self._jobs:
+        for job in self.jobs:
             job.kill()
         for client in self._clients:
             if client.is_running():

@@ -4,7 +4,7 @@
 
 #include <exception>
 
-#include "sample_client/vandrel_client.h"
+#include "../vandrel_client.h"
 
 namespace vandrel_client {
 

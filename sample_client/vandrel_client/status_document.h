@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "sample_client/vandrel_client.h"
+#include "../vandrel_client.h"
 
 namespace vandrel_client {
 

@@ -2,11 +2,15 @@
 
 import atexit
 import functools
+import json
 import sys
 import unittest
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2]))
+from jsonschema import Draft202012Validator
+
+ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT))
 from lab.folder import digests_of_contents  # noqa: E402
 from lab.laboratory import Laboratory  # noqa: E402
 
@@ -23,6 +27,12 @@ def the_lab():
     return lab
 
 
+def assert_documented(kind, document):
+    """A document is what docs/schema says of its kind, "status" or "command"."""
+    schema = json.loads((ROOT / "docs" / "schema" / f"{kind}.schema.json").read_text())
+    Draft202012Validator(schema).validate(document)
+
+
 class HelperTest(unittest.TestCase):
     """Before each test: a complete client folder in which nothing runs, and a healthy, empty endpoint."""
 
@@ -32,10 +42,16 @@ class HelperTest(unittest.TestCase):
         self.lab = the_lab()
         self.scene = self.lab.scene(self.id().rsplit(".", 1)[1], self.client_file())
         self.addCleanup(self.scene.close)
+        self.addCleanup(self.assert_documented_statuses)
         self.endpoint, self.folder = self.lab.endpoint, self.scene.folder
 
     def client_file(self):
         return self.lab.client
+
+    def assert_documented_statuses(self):
+        for job in self.scene.jobs:
+            for document in filter(None, [*job.documents, job.status()]):
+                assert_documented("status", document)
 
     def assert_files(self, files):
         """Every file of the folder is exactly what `files` (content by path) says, and there is no other."""

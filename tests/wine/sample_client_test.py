@@ -8,7 +8,7 @@ import subprocess
 import time
 import unittest
 
-from fixture import HANDOFF, OFFER, RECOVERED, HelperTest
+from fixture import HANDOFF, OFFER, RECOVERED, HelperTest, assert_documented
 from lab.clients import CLIENT, SampleClient, sample_client_starts
 from lab.job import HELPER
 from lab.waiting import wait_until
@@ -38,6 +38,8 @@ class SampleClientTest(HelperTest):
         lines = list(client.lines())
         code = client.end()
         wait_until(lambda: not self.job.processes(), "the helper's end")
+        if self.job.command_file.exists():
+            assert_documented("command", json.loads(self.job.command_file.read_bytes()))
         return code, lines
 
     def starts(self):

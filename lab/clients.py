@@ -79,4 +79,5 @@ def sample_client_starts(prefix, profile):
     `reason`, which is None unless the update has failed."""
     log = prefix.roaming / "BrindlerQ3" / profile / "client-started.log"
     lines = log.read_text().splitlines() if log.exists() else []
-    return [re.search(r"job=(?P<job>\S+) argument=(?P<argument>\S+)(?: reason=(?P<reason>.*))?$", line) for line in lines]
+    pattern = re.compile(r"job=(?P<job>\S+) argument=(?P<argument>\S+)(?: reason=(?P<reason>.*))?$")
+    return [pattern.search(line) for line in lines]

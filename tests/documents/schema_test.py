@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The schemas of the two JSON files take the documents' own examples, and refuse what neither side writes. What real runs
-write is held against them by the tests under Wine."""
+"""The schemas of the two JSON files take the documents' own examples, and refuse what neither side writes. What real
+runs write is held against them by the tests under Wine."""
 
 import json
 import re

@@ -2,18 +2,15 @@
 """Every command in README.md and docs/ is run by a test: by this one, or by the one that the table names; or the table
 says why it can't be."""
 
-import os
 import re
 import shlex
-import shutil
 import subprocess
 import tempfile
 import unittest
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
-WINDOWS = Path(os.environ.get("VANDREL_WINDOWS_BUILD_DIR", ROOT / "build" / "windows"))
-NATIVE = Path(os.environ.get("VANDREL_NATIVE_BUILD_DIR", ROOT / "build" / "native"))
+from pages import NATIVE, ROOT, WINDOWS, documents
+
 HERE, ELSEWHERE, NOT_RUN = "here", "elsewhere", "not run"
 
 # How each command begins, and who runs it: the method of the test below, a test's file, or the reason why nobody does.
@@ -33,54 +30,15 @@ COMMANDS = (
 )
 
 
-def commands_of_blocks(page):
-    """The lines of the blocks without a language, continuations joined."""
-    blocks = re.findall(r"^```(\w*)\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)
-    text = "".join(block for language, block in blocks if not language)
-    return re.sub(r"\s*(\\\n|\n    (?=/))\s*", " ", text).splitlines()
-
-
-def commands_of_text(page):
-    return re.findall(r"`([^`\n]+)`", re.sub(r"^```.*?^```$", "", page, flags=re.MULTILINE | re.DOTALL))
-
-
-def is_command(line, in_text):
-    """A program of this tree, of this machine or of Windows at the line's beginning. A word alone may be anything."""
-    first = line.split(" ")[0]
-    if first.startswith(("scripts/", "build/", '"C:\\')):
-        return not first.endswith((".py", "/"))
-    known = first in ("vandrel-release", "netsh") or (first and shutil.which(first) is not None)
-    return known and (" " in line or not in_text)
-
-
-def documented_commands():
-    for file in (ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))):
-        page = file.read_text()
-        for lines, in_text in ((commands_of_blocks(page), False), (commands_of_text(page), True)):
-            yield from (line for line in lines if is_command(line, in_text))
-
-
 def run(*command):
     told = subprocess.run(command, cwd=ROOT, capture_output=True, text=True, check=False)
     return told.returncode, told.stdout + told.stderr
 
 
 class CommandsTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
-        (self.folder / "key.pem").write_text(self.fresh_public_key())
-
-    @staticmethod
-    def fresh_public_key():
-        make = "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:3072 2>/dev/null | openssl pkey -pubout"
-        return subprocess.run(make, shell=True, capture_output=True, text=True, check=True).stdout
-
     def test_each_command_is_run_or_has_a_reason(self):
-        found = dict.fromkeys(documented_commands())
         used = set()
-        for line in found:
+        for line in documents.commands():
             entry = next((entry for entry in COMMANDS if line.startswith(entry[0])), None)
             with self.subTest(line):
                 self.assertIsNotNone(entry, "nobody runs this command")
@@ -92,16 +50,19 @@ class CommandsTest(unittest.TestCase):
         self.assertEqual(set(), set(COMMANDS) - used, "commands that no document has")
 
     def configure(self, line):
-        line = line.replace("HOST[:PORT]", "updates.example:8443")
-        line = re.sub(r"[^\s=]+\.pem", str(self.folder / "key.pem"), re.sub(r"-B DIR", "", line))
-        self.assertEqual(0, run(*shlex.split(line), "-B", str(self.folder / "build"))[0], line)
+        line = line.replace("HOST[:PORT]", "updates.example:8443").replace("-B DIR", "")
+        with tempfile.TemporaryDirectory() as folder:
+            key = Path(folder) / "key.pem"
+            make = "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:3072 2>/dev/null | openssl pkey -pubout"
+            key.write_bytes(subprocess.run(make, shell=True, capture_output=True, check=True).stdout)
+            code, told = run(*shlex.split(re.sub(r"[^\s=]+\.pem", str(key), line)), "-B", folder + "/build")
+            self.assertEqual(0, code, told)
 
     def know_switches(self, line):
         words = shlex.split(line)
         code, told = run(str(NATIVE / "vandrel-release"), words[1], "--help")
         self.assertEqual(0, code, told)
-        unknown = [word for word in words if word.startswith("--") and not re.search(rf"{word}\b", told)]
-        self.assertEqual([], unknown)
+        self.assertEqual([], [word for word in words if word.startswith("--") and f" {word} " not in told])
 
     def size_table(self, line):
         code, told = run(*shlex.split(line), str(WINDOWS))

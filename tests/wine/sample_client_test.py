@@ -65,7 +65,7 @@ class SampleClientTest(HelperTest):
         for changed, switches, given, code, line, times in (
                 ({}, ["--wait-ended"], b"", CURRENT, "the client answers: apply", 0),
                 ({"data/a.dat": b"a2"}, ["--answer=cancel"], b"", CANCELLED, "the client answers: cancel", 1),
-                ({"data/a.dat": b"a2"}, ["--answer=apply", "--cancel-at=handoff"], b"", CANCELLED,
+                ({"data/a.dat": b"a2"}, ["--answer=apply", "--cancel-at=handoff", "--no-group"], b"", CANCELLED,
                  "the client closes for the update", 0),
                 ({"data/a.dat": b"a2"}, ["--answer=ask"], b"", CANCELLED, ask, 1),
                 ({"data/a.dat": b"a2"}, [], b"perhaps\r\nn\r\n", CANCELLED, ask, 2),
@@ -110,12 +110,10 @@ class SampleClientTest(HelperTest):
         self.assertEqual(DIED, client.end())
 
     def test_without_a_job_object_silence_is_what_tells_that_a_helper_has_died(self):
-        self.scene.serve({"data/a.dat": b"a2"})
-        client = self.start("--no-group", "--answer=none", "--patience=3000")
-        self.job.wait_for_state(OFFER)
-        self.job.kill()
-        self.assertIn("the helper has been silent for too long: given up", list(client.lines()))
-        self.assertEqual((SILENT, "cancel"), (client.end(), json.loads(self.job.command_file.read_bytes())["command"]))
+        (self.folder.path / HELPER).write_bytes(self.lab.client)  # ends at once, and says nothing
+        code, lines = self.run_to_end("--no-group", "--patience=1000")
+        self.assertEqual((SILENT, "the helper has been silent for too long: given up"), (code, lines[-1]))
+        self.assertEqual("cancel", json.loads(self.job.command_file.read_bytes())["command"])
 
     def test_the_files_of_finished_and_forgotten_jobs_are_removed_and_no_others(self):
         self.scene.serve({})
@@ -146,7 +144,7 @@ class SampleClientTest(HelperTest):
 
     def test_a_client_that_is_started_after_a_failure_tells_the_reason_and_checks_nothing(self):
         self.scene.serve({"data/a.dat": b"a2"})
-        client = self.start("--answer=apply", "--linger=500")
+        client = self.start("--answer=apply", "--linger=1500")
         self.job.wait_for_state(HANDOFF)
         (self.folder.path / "data" / "a.dat").write_bytes(b"edited")
         self.assertEqual(HANDED_OVER, client.end())

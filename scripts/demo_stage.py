@@ -25,8 +25,35 @@ def check(condition, what):
         raise LabFailure(what)
 
 
+class Story:
+    """What is told: the turns always, the details when `verbose`. After a stage it waits for Enter with `pause`."""
+
+    def __init__(self):
+        self.verbose = self.pause = False
+        self._in_stage = False
+
+    def stage(self, title, folder):
+        """Ends the stage before and begins one; `folder` is what a person may want to look at between them."""
+        self.end_stage(folder)
+        self._in_stage = True
+        say(f"== {title}")
+
+    def end_stage(self, folder):
+        if self.pause and self._in_stage:
+            say(f"   -- Enter goes on; the client's folder is {folder}")
+            sys.stdin.readline()
+
+    def detail(self, text):
+        if self.verbose:
+            say(text)
+
+
 def say(text):
     print(text, flush=True)
+
+
+story = Story()
+figures = Counter()  # for the last line
 
 
 def contents_of_releases(build):
@@ -61,14 +88,14 @@ class Endpoint:
         self.authority = self._folder / "ca.der"
 
     def publish(self, number, files):
-        say(f"   {self._publisher.publish(number, files)}")
+        story.detail(f"   {self._publisher.publish(number, files)}")
 
     def start(self):
         self._folder.mkdir(exist_ok=True)
         certificate = ["--certificate", self._folder / "server.pem", "--certificate-key", self._folder / "server.key"]
         if not self.authority.exists():
             certificate = ["--make-certificate", self._folder, "--host", "localhost"]
-        say(f"   {self._publisher.serve(*certificate, port=self._port)}")
+        story.detail(f"   {self._publisher.serve(*certificate, port=self._port)}")
 
     def stop(self):
         self._publisher.stop()
@@ -97,8 +124,13 @@ class Player:
         called as soon as the client says that it closes; with it, nothing is followed further."""
         job = Job(self.folder, PROFILE)
         self._client = SampleClient(self.folder, job, *switches)
+        figures["starts by the player"] += 1
+        seen = {"client", "update"}  # the first words of lines that are no turn of the story, or have been told
         for line in self._client.lines():
-            say(f"   | {line}")
+            turn = line if line.startswith("the ") else line.split(" ")[0]
+            if story.verbose or turn not in seen:
+                say(f"   | {line}")
+            seen.add(turn)
             if at_handoff and line.startswith("handoff"):
                 at_handoff(job)
         code = self._client.end()
@@ -124,6 +156,7 @@ class Player:
             return [start["argument"] for start in sample_client_starts(self.prefix, PROFILE) if start["job"] == job.id]
         started = wait_until(arguments, "the client's start")
         check(started == [argument], f"the client was started with {started}")
+        figures["starts by the helper"] += 1
         say(f"   the client is running again, started with {'no argument' if argument == '-' else argument}")
 
     def expect_files(self, files, what):
@@ -132,6 +165,7 @@ class Player:
         found = self.folder.digests()
         wrong = sorted(path for path in expected.keys() | found.keys() if expected.get(path) != found.get(path))
         check(not wrong, f"{len(wrong)} files aren't as in {what}: {wrong[:5]}")
+        figures["files checked by SHA-256"] += len(expected)
         say(f"   checked: all {len(files)} files are {what}'s by SHA-256; "
             f"the player's own {len(PLAYERS_OWN)} are untouched")
 

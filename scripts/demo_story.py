@@ -9,7 +9,8 @@ import threading
 import time
 from pathlib import Path
 
-from demo_stage import PLAYERS_OWN, Endpoint, LabFailure, Player, check, contents_of_releases, say
+from demo_stage import (PLAYERS_OWN, Endpoint, LabFailure, Player, check, contents_of_releases, figures, say,
+                        story)
 from lab.interruption import kill_during_install
 
 # The client's exit codes (sample_client/exit_codes.h).
@@ -17,7 +18,7 @@ HANDED_OVER, CURRENT = 0, 10
 
 
 def prepare(player, endpoint, releases, install_root):
-    say("== Release 1 stands in the client's folder; release 2 is published and served")
+    story.stage("Release 1 stands in the client's folder; release 2 is published and served", player.folder.path)
     player.folder.write({**releases[1], **PLAYERS_OWN})
     for number in (1, 2):
         endpoint.publish(number, releases[number])
@@ -27,17 +28,18 @@ def prepare(player, endpoint, releases, install_root):
 
 
 def update(player, releases):
-    say("== The player starts the client: an update from release 1 to release 2")
+    story.stage("The player starts the client: an update from release 1 to release 2", player.folder.path)
     code, job = player.play("--answer=apply")
     check(code == HANDED_OVER, f"the client ended with {code}")
     check(job.status()["detail"] == "Atualizacao instalada.", f"the last state is {job.status()}")
+    figures["updates"] += 1
     player.expect_files(releases[2], "release 2")
     check(player.folder.store() == [], f"the store holds {player.folder.store()}")
     player.expect_restart(job, "-")
 
 
 def interrupted_update(player, endpoint, releases):
-    say("== Release 3 is published; its installation is killed half way")
+    story.stage("Release 3 is published; its installation is killed half way", player.folder.path)
     endpoint.publish(3, releases[3])
     killing = []
 
@@ -49,6 +51,7 @@ def interrupted_update(player, endpoint, releases):
     check(code == HANDED_OVER and killing, f"the client ended with {code}")
     killing[0].join()
     check(killing[1] is None, killing[1])
+    figures["kills"] += 1
     say("   the helper is dead: SIGKILL, in the middle of the installation")
     player.expect_half_way(releases[2], releases[3], job)
     time.sleep(1.5)  # Wine lets a dead process be opened for a moment
@@ -64,29 +67,32 @@ def attempt(action, *arguments):
 
 
 def restoration(player, endpoint, releases):
-    say("== The server is switched off, and the player starts the client: the restoration needs none")
+    story.stage("The server is switched off, and the player starts the client: the restoration needs none",
+                player.folder.path)
     endpoint.stop()
     code, job = player.play("--answer=apply")
     check(code == HANDED_OVER, f"the client ended with {code}")
     expected = "Versao anterior restaurada. Tente atualizar novamente quando desejar."
     check(job.status()["detail"] == expected, f"the last state is {job.status()}")
+    figures["restorations"] += 1
     player.expect_files(releases[2], "release 2")
     check(player.folder.store() == [], f"the store holds {player.folder.store()}")
     player.expect_restart(job, "--vandrel-update-recovered")
 
 
 def second_try(player, endpoint, releases):
-    say("== The server is back, and the update is offered again")
+    story.stage("The server is back, and the update is offered again", player.folder.path)
     endpoint.start()
     code, job = player.play("--answer=apply")
     check(code == HANDED_OVER, f"the client ended with {code}")
     check(job.status()["detail"] == "Atualizacao instalada.", f"the last state is {job.status()}")
+    figures["updates"] += 1
     player.expect_files(releases[3], "release 3")
     player.expect_restart(job, "-")
 
 
 def last_check(player, releases):
-    say("== A last check: nothing to do")
+    story.stage("A last check: nothing to do", player.folder.path)
     code, job = player.play("--answer=apply", "--wait-ended")
     check(code == CURRENT and job.status()["detail"] == "Cliente atualizado.", f"the client ended with {code}")
     player.expect_files(releases[3], "release 3")
@@ -105,6 +111,7 @@ def play(options, work):
         restoration(player, endpoint, releases)
         second_try(player, endpoint, releases)
         last_check(player, releases)
+        story.end_stage(player.folder.path)
     finally:
         endpoint.stop()
         player.stop(options.keep)
@@ -116,8 +123,10 @@ def main():
     parser.add_argument("--release-tool", type=Path, required=True)
     parser.add_argument("--key", type=Path, required=True)
     parser.add_argument("--port", type=int, required=True)
-    parser.add_argument("--keep", action="store_true")
+    for switch in ("--keep", "--verbose", "--pause"):
+        parser.add_argument(switch, action="store_true")
     options = parser.parse_args()
+    story.verbose, story.pause = options.verbose, options.pause
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, lambda *_: sys.exit(1))
     begin = time.monotonic()
@@ -134,7 +143,9 @@ def main():
             say(f"kept: {work}")
         else:
             shutil.rmtree(work, ignore_errors=True)
-    say(f"== All held ({time.monotonic() - begin:.0f} s)")
+    told = "; ".join(f"{name}: {figures[name]}" for name in (
+        "starts by the player", "starts by the helper", "updates", "kills", "restorations", "files checked by SHA-256"))
+    say(f"== All held in {time.monotonic() - begin:.0f} s. {told[0].upper() + told[1:]}")
 
 
 if __name__ == "__main__":

@@ -117,7 +117,8 @@ int vandrel_is_last(vandrel_state state);
 
 /* How long, in milliseconds, the helper may say nothing new in a state before it is given up: 30 s for
  * VANDREL_STARTING, 35 minutes for VANDREL_UPDATE_AVAILABLE, 5 minutes for VANDREL_HANDOFF, 20 minutes for the others.
- * For an attached update 10 s in every state. */
+ * For an attached update 10 s in every state. Between two polls a second counts at most: when nobody has looked, or the
+ * machine has slept, the helper may have spoken unheard. */
 uint32_t vandrel_patience_ms(vandrel_state state);
 
 /* What a result says, in English, for a log. Never NULL; lives for ever. */

@@ -16,17 +16,19 @@ struct vandrel_update {
     JobFiles files;
     HelperRun helper;
     bool attached = false;
-    uint32_t patience_ms = 0;                // 0: that of each state
-    StatusDocument last;                     // as it was read last; its state is VANDREL_STARTING before that
-    vandrel_state end = VANDREL_STARTING;    // VANDREL_DIED or VANDREL_SILENT, once given up
-    bool was_seen_dead = false;              // the status is read once more before that counts
-    uint64_t news_at_ms = GetTickCount64();  // when `last` was new
-    bool is_told = false;                    // the caller knows it
+    uint32_t patience_ms = 0;              // 0: that of each state
+    StatusDocument last;                   // as it was read last; its state is VANDREL_STARTING before that
+    vandrel_state end = VANDREL_STARTING;  // VANDREL_DIED or VANDREL_SILENT, once given up
+    bool was_seen_dead = false;            // the status is read once more before that counts
+    uint64_t silent_ms = 0;                // for how long `last` hasn't changed
+    uint64_t polled_at_ms = GetTickCount64();
+    bool is_told = false;  // the caller knows it
 };
 
 namespace {
 
 constexpr uint32_t kAttachedPatience_ms = 10000;
+constexpr uint64_t kLongestPause_ms = 1000;
 
 // Runs `action`, and gives what it throws as a result, with the system's reason as the last error.
 template <typename Action>
@@ -62,8 +64,15 @@ void look_at_status(vandrel_update& update) {
     const auto status = read_status(update.files.status, update.files.job);
     if (!status || *status == update.last) return;
     update.last = *status;
-    update.news_at_ms = GetTickCount64();
+    update.silent_ms = 0;
     update.is_told = false;
+}
+
+// Time in which nobody has looked, or the machine has slept, says nothing of the helper.
+void count_silence(vandrel_update& update) {
+    const uint64_t now_ms = GetTickCount64();
+    update.silent_ms += std::min(now_ms - update.polled_at_ms, kLongestPause_ms);
+    update.polled_at_ms = now_ms;
 }
 
 void give_up(vandrel_update& update, vandrel_state end) {
@@ -78,17 +87,17 @@ void look_at_helper(vandrel_update& update) {
     if (update.helper.is_running() == 0) {
         if (update.was_seen_dead) return give_up(update, VANDREL_DIED);
         update.was_seen_dead = true;
-    } else if (GetTickCount64() - update.news_at_ms > patience_of(update)) {
+    } else if (update.silent_ms > patience_of(update)) {
         give_up(update, VANDREL_SILENT);
     }
 }
 
 void fill(const vandrel_update& update, vandrel_status& status) {
-    status.state = update.end != VANDREL_STARTING ? update.end : update.last.state;
+    const bool is_given_up = update.end != VANDREL_STARTING;
+    status.state = is_given_up ? update.end : update.last.state;
     status.progress = std::clamp(update.last.progress, 0, 100);
     status.release = update.last.release;
     status.pending_files = update.last.pending_files;
-    const bool is_given_up = update.end != VANDREL_STARTING;
     const size_t length = is_given_up ? 0 : std::min<size_t>(update.last.detail.size(), VANDREL_DETAIL_BYTES - 1);
     std::memcpy(status.detail, update.last.detail.data(), length);
     status.detail[length] = '\0';
@@ -130,6 +139,7 @@ int vandrel_poll(vandrel_update* update, vandrel_status* status) {
     if (update == nullptr || status == nullptr) return 0;
     guarded([&] {
         if (update->end != VANDREL_STARTING) return;
+        count_silence(*update);
         look_at_status(*update);
         look_at_helper(*update);
     });

@@ -39,8 +39,9 @@ ExitCode check_for_update(const ClientOptions& options, const std::string& profi
                                       options.patience_ms, options.no_group ? 1 : 0};
     vandrel_update* started = nullptr;
     const vandrel_result result = vandrel_start(&start, &started);
+    const DWORD reason = GetLastError();
     if (result != VANDREL_OK) {
-        print_line(std::string(vandrel_result_text(result)) + " (" + std::to_string(GetLastError()) + ")");
+        print_line(std::string(vandrel_result_text(result)) + " (" + std::to_string(reason) + ")");
         return kHelperMissing;
     }
     const Update update(started);

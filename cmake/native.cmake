@@ -1,5 +1,10 @@
 # The helper's sources on the simulated Windows, the release tool, and the tests.
 
+# Sources of a target are compiled together, twelve at a time: most of a source's cost is its headers.
+option(VANDREL_UNITY "Compile sources together" ON)
+set(CMAKE_UNITY_BUILD ${VANDREL_UNITY})
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 12)
+
 find_package(OpenSSL REQUIRED COMPONENTS Crypto SSL)
 find_package(Threads REQUIRED)
 find_package(CLI11 REQUIRED)
@@ -46,5 +51,14 @@ add_library(release_core STATIC ${release_sources})
 target_link_libraries(release_core PUBLIC helper_core httplib CLI11::CLI11 nlohmann_json::nlohmann_json)
 add_executable(vandrel-release "${release_main}")
 target_link_libraries(vandrel-release PRIVATE release_core)
+
+# What scripts/growth runs under callgrind: on a machine with valgrind, and only when asked for.
+find_path(valgrind_headers valgrind/callgrind.h)
+if(valgrind_headers)
+    add_executable(growth EXCLUDE_FROM_ALL bench/growth.cpp)
+    target_link_libraries(growth PRIVATE release_core)
+    target_compile_definitions(growth PRIVATE
+        VANDREL_DEVELOPMENT_KEY="${CMAKE_SOURCE_DIR}/keys/development_private.pem")
+endif()
 
 include(cmake/tests.cmake)

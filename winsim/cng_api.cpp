@@ -13,7 +13,7 @@ namespace {
 using winsim::Cng;
 using winsim::CngObject;
 using winsim::World;
-using Kind = winsim::CngObject::Kind;
+using CngKind = winsim::CngObject::Kind;
 
 constexpr NTSTATUS kSuccess = 0;
 constexpr auto kInvalidParameter = static_cast<NTSTATUS>(0xC000000D);
@@ -23,7 +23,7 @@ bool same(LPCWSTR text, std::wstring_view expected) {
     return text != nullptr && text == expected;
 }
 
-CngObject& object_of(World& world, BCRYPT_HANDLE handle, Kind kind, const char* call) {
+CngObject& object_of(World& world, BCRYPT_HANDLE handle, CngKind kind, const char* call) {
     CngObject* object = world.impl().cng->find(handle);
     if (object == nullptr || object->kind != kind) {
         world.gate.forbid(std::string(call) + " on a handle that isn't open, or of another kind");
@@ -37,7 +37,7 @@ void touch(const CngObject& hash) {
     hash.memory[winsim::kHashObjectBytes - 1] = 0x5A;
 }
 
-NTSTATUS close(World& world, BCRYPT_HANDLE handle, Kind kind, const char* call) {
+NTSTATUS close(World& world, BCRYPT_HANDLE handle, CngKind kind, const char* call) {
     object_of(world, handle, kind, call);
     world.impl().cng->close(handle);
     return kSuccess;
@@ -80,7 +80,7 @@ NTSTATUS WINAPI BCryptOpenAlgorithmProvider(BCRYPT_ALG_HANDLE* provider, LPCWSTR
                        "BCryptOpenAlgorithmProvider for anything but RSA and SHA256");
         winsim::demand(world, implementation == nullptr && flags == 0,
                        "BCryptOpenAlgorithmProvider with flags or an implementation");
-        *provider = world.impl().cng->add({rsa ? Kind::rsa_provider : Kind::sha256_provider, {}, {}, {}, {}});
+        *provider = world.impl().cng->add({rsa ? CngKind::rsa_provider : CngKind::sha256_provider, {}, {}, {}, {}});
         return kSuccess;
     });
 }
@@ -90,7 +90,7 @@ NTSTATUS WINAPI BCryptCloseAlgorithmProvider(BCRYPT_ALG_HANDLE provider, ULONG f
         Cng& cng = *world.impl().cng;
         const CngObject* object = cng.find(provider);
         const bool is_provider =
-            object != nullptr && (object->kind == Kind::rsa_provider || object->kind == Kind::sha256_provider);
+            object != nullptr && (object->kind == CngKind::rsa_provider || object->kind == CngKind::sha256_provider);
         winsim::demand(world, is_provider && flags == 0, "BCryptCloseAlgorithmProvider of no open provider");
         cng.close(provider);
         return kSuccess;
@@ -100,7 +100,7 @@ NTSTATUS WINAPI BCryptCloseAlgorithmProvider(BCRYPT_ALG_HANDLE provider, ULONG f
 NTSTATUS WINAPI BCryptGetProperty(BCRYPT_HANDLE object, LPCWSTR property, PUCHAR output, ULONG output_size,
                                   ULONG* result, ULONG flags) {
     return winsim::gated_status("BCryptGetProperty", property, [&](World& world) {
-        object_of(world, object, Kind::sha256_provider, "BCryptGetProperty");
+        object_of(world, object, CngKind::sha256_provider, "BCryptGetProperty");
         winsim::demand(world,
                        same(property, BCRYPT_OBJECT_LENGTH) && output_size == 4 && result != nullptr && flags == 0,
                        "BCryptGetProperty of anything but the object length, into four bytes");
@@ -113,11 +113,11 @@ NTSTATUS WINAPI BCryptGetProperty(BCRYPT_HANDLE object, LPCWSTR property, PUCHAR
 NTSTATUS WINAPI BCryptCreateHash(BCRYPT_ALG_HANDLE provider, BCRYPT_HASH_HANDLE* hash, PUCHAR object, ULONG object_size,
                                  PUCHAR secret, ULONG secret_size, ULONG flags) {
     return winsim::gated_status("BCryptCreateHash", {}, [&](World& world) {
-        object_of(world, provider, Kind::sha256_provider, "BCryptCreateHash");
+        object_of(world, provider, CngKind::sha256_provider, "BCryptCreateHash");
         winsim::demand(world, object != nullptr && object_size == winsim::kHashObjectBytes,
                        "BCryptCreateHash without a hash object of exactly the object length");
         winsim::demand(world, secret == nullptr && secret_size == 0 && flags == 0, "BCryptCreateHash with a secret");
-        CngObject state{Kind::hash, std::make_unique<winsim::Sha256>(), object, {}, {}};
+        CngObject state{CngKind::hash, std::make_unique<winsim::Sha256>(), object, {}, {}};
         touch(state);
         *hash = world.impl().cng->add(std::move(state));
         return kSuccess;
@@ -126,7 +126,7 @@ NTSTATUS WINAPI BCryptCreateHash(BCRYPT_ALG_HANDLE provider, BCRYPT_HASH_HANDLE*
 
 NTSTATUS WINAPI BCryptHashData(BCRYPT_HASH_HANDLE hash, PUCHAR data, ULONG size, ULONG flags) {
     return winsim::gated_status("BCryptHashData", {}, [&](World& world) {
-        CngObject& state = object_of(world, hash, Kind::hash, "BCryptHashData");
+        CngObject& state = object_of(world, hash, CngKind::hash, "BCryptHashData");
         winsim::demand(world, state.hash != nullptr && flags == 0, "BCryptHashData on a finished hash");
         touch(state);
         state.hash->update(data, size);
@@ -136,7 +136,7 @@ NTSTATUS WINAPI BCryptHashData(BCRYPT_HASH_HANDLE hash, PUCHAR data, ULONG size,
 
 NTSTATUS WINAPI BCryptFinishHash(BCRYPT_HASH_HANDLE hash, PUCHAR output, ULONG size, ULONG flags) {
     return winsim::gated_status("BCryptFinishHash", {}, [&](World& world) {
-        CngObject& state = object_of(world, hash, Kind::hash, "BCryptFinishHash");
+        CngObject& state = object_of(world, hash, CngKind::hash, "BCryptFinishHash");
         winsim::demand(world, state.hash != nullptr && size == 32 && flags == 0,
                        "BCryptFinishHash on a finished hash, or into anything but 32 bytes");
         touch(state);
@@ -150,18 +150,18 @@ NTSTATUS WINAPI BCryptFinishHash(BCRYPT_HASH_HANDLE hash, PUCHAR output, ULONG s
 
 NTSTATUS WINAPI BCryptDestroyHash(BCRYPT_HASH_HANDLE hash) {
     return winsim::gated_release<NTSTATUS>("BCryptDestroyHash", kInvalidParameter, [&](World& world) {
-        touch(object_of(world, hash, Kind::hash, "BCryptDestroyHash"));
-        return close(world, hash, Kind::hash, "BCryptDestroyHash");
+        touch(object_of(world, hash, CngKind::hash, "BCryptDestroyHash"));
+        return close(world, hash, CngKind::hash, "BCryptDestroyHash");
     });
 }
 
 NTSTATUS WINAPI BCryptImportKeyPair(BCRYPT_ALG_HANDLE provider, BCRYPT_KEY_HANDLE import_key, LPCWSTR blob_type,
                                     BCRYPT_KEY_HANDLE* key, PUCHAR blob, ULONG size, ULONG flags) {
     return winsim::gated_status("BCryptImportKeyPair", blob_type, [&](World& world) {
-        object_of(world, provider, Kind::rsa_provider, "BCryptImportKeyPair");
+        object_of(world, provider, CngKind::rsa_provider, "BCryptImportKeyPair");
         winsim::demand(world, import_key == nullptr && same(blob_type, BCRYPT_RSAPUBLIC_BLOB) && flags == 0,
                        "BCryptImportKeyPair of anything but a public key");
-        CngObject object{Kind::key, {}, {}, {}, {}};
+        CngObject object{CngKind::key, {}, {}, {}, {}};
         if (!read_blob(blob, size, object)) return kInvalidParameter;
         *key = world.impl().cng->add(std::move(object));
         return kSuccess;
@@ -171,7 +171,7 @@ NTSTATUS WINAPI BCryptImportKeyPair(BCRYPT_ALG_HANDLE provider, BCRYPT_KEY_HANDL
 NTSTATUS WINAPI BCryptVerifySignature(BCRYPT_KEY_HANDLE key, void* padding, PUCHAR digest, ULONG digest_size,
                                       PUCHAR signature, ULONG signature_size, ULONG flags) {
     return winsim::gated_status("BCryptVerifySignature", {}, [&](World& world) {
-        const CngObject& object = object_of(world, key, Kind::key, "BCryptVerifySignature");
+        const CngObject& object = object_of(world, key, CngKind::key, "BCryptVerifySignature");
         winsim::demand(world, padding != nullptr && flags == BCRYPT_PAD_PSS, "BCryptVerifySignature without PSS");
         const auto& pss = *static_cast<const BCRYPT_PSS_PADDING_INFO*>(padding);
         winsim::demand(world, same(pss.pszAlgId, BCRYPT_SHA256_ALGORITHM) && digest_size == 32,
@@ -185,7 +185,7 @@ NTSTATUS WINAPI BCryptVerifySignature(BCRYPT_KEY_HANDLE key, void* padding, PUCH
 
 NTSTATUS WINAPI BCryptDestroyKey(BCRYPT_KEY_HANDLE key) {
     return winsim::gated_release<NTSTATUS>("BCryptDestroyKey", kInvalidParameter, [&](World& world) {
-        return close(world, key, Kind::key, "BCryptDestroyKey");
+        return close(world, key, CngKind::key, "BCryptDestroyKey");
     });
 }
 

@@ -5,10 +5,6 @@
 namespace winsim {
 namespace {
 
-bool is_separator(wchar_t unit) {
-    return unit == L'\\' || unit == L'/';
-}
-
 bool is_drive(std::wstring_view path) {
     return path.size() >= 2 && path[1] == L':' && fold(path[0]) >= L'a' && fold(path[0]) <= L'z';
 }

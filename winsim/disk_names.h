@@ -17,6 +17,10 @@ std::wstring fold(std::wstring_view name);
 std::uint64_t folded_hash(std::wstring_view name);
 bool same_folded(std::wstring_view name, std::wstring_view folded);  // `folded` has been folded already
 
+constexpr bool is_separator(wchar_t unit) {
+    return unit == L'\\' || unit == L'/';
+}
+
 // "*" stands for any run of units, "?" for one. Compared without case. "*.*" matches every name.
 bool matches_pattern(std::wstring_view name, std::wstring_view pattern);
 bool has_wildcard(std::wstring_view name);

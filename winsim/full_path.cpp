@@ -7,10 +7,6 @@
 namespace winsim {
 namespace {
 
-bool is_separator(wchar_t unit) {
-    return unit == L'\\' || unit == L'/';
-}
-
 bool has_drive(std::wstring_view path) {
     return path.size() >= 2 && path[1] == L':';
 }

@@ -14,10 +14,10 @@ namespace {
 using winsim::InternetHandle;
 using winsim::Response;
 using winsim::World;
-using Kind = winsim::InternetHandle::Kind;
+using HandleKind = winsim::InternetHandle::Kind;
 using Stage = winsim::InternetHandle::Stage;
 
-InternetHandle& handle_of(World& world, HINTERNET handle, Kind kind, const char* call) {
+InternetHandle& handle_of(World& world, HINTERNET handle, HandleKind kind, const char* call) {
     InternetHandle* found = world.network.impl().find(handle, kind);
     if (found == nullptr) world.gate.forbid(std::string(call) + " on a handle that isn't open, or of another kind");
     return *found;
@@ -60,7 +60,7 @@ HINTERNET WINAPI WinHttpOpen(LPCWSTR agent, DWORD access_type, LPCWSTR proxy, LP
     return winsim::gated<HINTERNET>("WinHttpOpen", {}, nullptr, [&](World& world) {
         winsim::demand(world, agent != nullptr && proxy == nullptr && bypass == nullptr && flags == 0,
                        "WinHttpOpen with a proxy of its own, flags, or no agent");
-        InternetHandle session{Kind::session, {}, Stage::made, {}, 0};
+        InternetHandle session{HandleKind::session, {}, Stage::made, {}, 0};
         session.request.agent = agent;
         session.request.access_type = access_type;
         return world.network.impl().add(std::move(session));
@@ -70,7 +70,8 @@ HINTERNET WINAPI WinHttpOpen(LPCWSTR agent, DWORD access_type, LPCWSTR proxy, LP
 BOOL WINAPI WinHttpSetTimeouts(HINTERNET session, int resolve, int connect, int send, int receive) {
     return winsim::gated<BOOL>("WinHttpSetTimeouts", {}, FALSE, [&](World& world) {
         const int values[4] = {resolve, connect, send, receive};
-        std::copy(values, values + 4, handle_of(world, session, Kind::session, "WinHttpSetTimeouts").request.timeouts);
+        std::copy(values, values + 4,
+                  handle_of(world, session, HandleKind::session, "WinHttpSetTimeouts").request.timeouts);
         return TRUE;
     });
 }
@@ -79,7 +80,7 @@ BOOL WINAPI WinHttpSetOption(HINTERNET handle, DWORD option, LPVOID buffer, DWOR
     return winsim::gated<BOOL>("WinHttpSetOption", {}, FALSE, [&](World& world) {
         winsim::demand(world, option == WINHTTP_OPTION_SECURE_PROTOCOLS && size == 4,
                        "WinHttpSetOption of anything but the secure protocols");
-        std::memcpy(&handle_of(world, handle, Kind::session, "WinHttpSetOption").request.protocols, buffer, 4);
+        std::memcpy(&handle_of(world, handle, HandleKind::session, "WinHttpSetOption").request.protocols, buffer, 4);
         return TRUE;
     });
 }
@@ -87,8 +88,8 @@ BOOL WINAPI WinHttpSetOption(HINTERNET handle, DWORD option, LPVOID buffer, DWOR
 HINTERNET WINAPI WinHttpConnect(HINTERNET session, LPCWSTR host, INTERNET_PORT port, DWORD reserved) {
     return winsim::gated<HINTERNET>("WinHttpConnect", host, nullptr, [&](World& world) {
         winsim::demand(world, reserved == 0 && *host != L'\0', "WinHttpConnect without a host");
-        const InternetHandle& parent = handle_of(world, session, Kind::session, "WinHttpConnect");
-        InternetHandle connection{Kind::connection, parent.request, Stage::made, {}, 0};
+        const InternetHandle& parent = handle_of(world, session, HandleKind::session, "WinHttpConnect");
+        InternetHandle connection{HandleKind::connection, parent.request, Stage::made, {}, 0};
         connection.request.host = host;
         connection.request.port = port;
         return world.network.impl().add(std::move(connection));
@@ -101,8 +102,8 @@ HINTERNET WINAPI WinHttpOpenRequest(HINTERNET connection, LPCWSTR verb, LPCWSTR 
         winsim::demand(world, version == nullptr && referrer == nullptr && accept_types == nullptr,
                        "WinHttpOpenRequest with a version, a referrer or accepted types");
         winsim::demand(world, (flags & ~WINHTTP_FLAG_SECURE) == 0, "WinHttpOpenRequest with other flags");
-        const InternetHandle& parent = handle_of(world, connection, Kind::connection, "WinHttpOpenRequest");
-        InternetHandle request{Kind::request, parent.request, Stage::made, {}, 0};
+        const InternetHandle& parent = handle_of(world, connection, HandleKind::connection, "WinHttpOpenRequest");
+        InternetHandle request{HandleKind::request, parent.request, Stage::made, {}, 0};
         request.request.verb = verb;
         request.request.object = *object == L'\0' ? L"/" : object;
         request.request.secure = flags == WINHTTP_FLAG_SECURE;
@@ -116,7 +117,7 @@ BOOL WINAPI WinHttpSendRequest(HINTERNET request, LPCWSTR headers, DWORD headers
     return winsim::gated<BOOL>("WinHttpSendRequest", {}, FALSE, [&](World& world) {
         winsim::demand(world, optional == nullptr && optional_length == 0 && total_length == 0 && context == 0,
                        "WinHttpSendRequest with data or a context");
-        InternetHandle& sent = handle_of(world, request, Kind::request, "WinHttpSendRequest");
+        InternetHandle& sent = handle_of(world, request, HandleKind::request, "WinHttpSendRequest");
         winsim::demand(world, sent.stage == Stage::made, "WinHttpSendRequest twice on one request");
         if (headers != nullptr) {
             const std::wstring_view all = headers;
@@ -133,7 +134,7 @@ BOOL WINAPI WinHttpSendRequest(HINTERNET request, LPCWSTR headers, DWORD headers
 
 BOOL WINAPI WinHttpReceiveResponse(HINTERNET request, LPVOID reserved) {
     return winsim::gated<BOOL>("WinHttpReceiveResponse", {}, FALSE, [&](World& world) {
-        InternetHandle& sent = handle_of(world, request, Kind::request, "WinHttpReceiveResponse");
+        InternetHandle& sent = handle_of(world, request, HandleKind::request, "WinHttpReceiveResponse");
         winsim::demand(world, reserved == nullptr && sent.stage == Stage::sent,
                        "WinHttpReceiveResponse on a request that wasn't sent");
         if (!wait_for_server(world, sent, sent.response.answer_ms)) {
@@ -148,7 +149,7 @@ BOOL WINAPI WinHttpReceiveResponse(HINTERNET request, LPVOID reserved) {
 BOOL WINAPI WinHttpQueryHeaders(HINTERNET request, DWORD level, LPCWSTR name, LPVOID buffer, LPDWORD size,
                                 LPDWORD index) {
     return winsim::gated<BOOL>("WinHttpQueryHeaders", {}, FALSE, [&](World& world) {
-        const InternetHandle& answered = handle_of(world, request, Kind::request, "WinHttpQueryHeaders");
+        const InternetHandle& answered = handle_of(world, request, HandleKind::request, "WinHttpQueryHeaders");
         winsim::demand(world,
                        level == (WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER) && name == nullptr &&
                            index == nullptr && answered.stage == Stage::answered,
@@ -163,7 +164,7 @@ BOOL WINAPI WinHttpQueryHeaders(HINTERNET request, DWORD level, LPCWSTR name, LP
 BOOL WINAPI WinHttpReadData(HINTERNET request, LPVOID buffer, DWORD size, LPDWORD read) {
     return winsim::gated_with_fault<BOOL>("WinHttpReadData", {}, FALSE, [&](World& world, std::uint32_t fault) {
         if (fault != 0 && fault != winsim::kShortTransfer) return winsim::fail(world, fault, FALSE);
-        InternetHandle& answered = handle_of(world, request, Kind::request, "WinHttpReadData");
+        InternetHandle& answered = handle_of(world, request, HandleKind::request, "WinHttpReadData");
         winsim::demand(world, answered.stage == Stage::answered && size != 0,
                        "WinHttpReadData without an answer, or with no room");
         *read = 0;

@@ -1,9 +1,8 @@
 // A client that does nothing. Installed under a client's name it is what the helper proves, waits for and starts again:
 //   idle_client --until FILE [HELD]   prints "pid N", lives until FILE exists (or it is killed), ends with 0; keeps the
 //                                     file HELD open meanwhile, for reading, and lets others read it and no more
-//   idle_client [ARGUMENTS]           appends its arguments, or "-", as a line to the file that the environment
-//   variable
-//                                     VANDREL_TEST_STARTS names, and ends with 0: so a start by the helper is seen
+//   idle_client [ARGUMENTS]           appends its arguments, or "-", as a line to the file that VANDREL_TEST_STARTS in
+//                                     the environment names, and ends with 0: so a start by the helper is seen
 // A file that can't be held is told instead of the pid; the exit code is 1 then.
 
 #include <windows.h>

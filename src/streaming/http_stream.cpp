@@ -71,7 +71,7 @@ IoStatus judge_status(DWORD code, std::wstring& error) {
     return code == 408 || code == 429 || code >= 500 ? IoStatus::Retry : IoStatus::Fatal;
 }
 
-IoStatus exchange(const WinHttpHandles& handles, std::wstring& error) {
+IoStatus send_and_receive(const WinHttpHandles& handles, std::wstring& error) {
     if (WinHttpSendRequest(handles.request, kHeaders, kWholeText, WINHTTP_NO_REQUEST_DATA, 0, 0, 0) == 0 ||
         WinHttpReceiveResponse(handles.request, nullptr) == 0) {
         return retry(L"Falha HTTP no download", error);
@@ -108,7 +108,7 @@ IoStatus open_http_stream(const std::wstring& url, ReadChunk& reader, std::wstri
     if (status != IoStatus::Ok) return status;
     const auto handles = std::make_shared<WinHttpHandles>();
     status = open_request(target, *handles, error);
-    if (status == IoStatus::Ok) status = exchange(*handles, error);
+    if (status == IoStatus::Ok) status = send_and_receive(*handles, error);
     if (status != IoStatus::Ok) return status;
     reader = [handles](std::uint8_t* buffer, std::uint32_t capacity, std::uint32_t& bytes_read, std::wstring& text) {
         return read_body(*handles, buffer, capacity, bytes_read, text);

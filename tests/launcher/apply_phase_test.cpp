@@ -8,7 +8,6 @@
 namespace support {
 namespace {
 
-const std::wstring kCancelled = L"Atualizacao cancelada.";
 const std::wstring kFolder = std::wstring(kJob) + L"\\";
 const std::wstring kIsBusy = L"Outro cliente desta pasta esta aberto. Feche-o e tente novamente.";
 
@@ -27,13 +26,13 @@ const std::vector<std::wstring> kMade{kFolder, kFolder + L"files\\"};
 const std::vector<std::wstring> kStaged{kFolder, kFolder + L"files\\", kFolder + L"staging.transaction"};
 const Left kClosing;
 const Left kRestarted{.starts = {kRecoveredStart}};
-const Left kStuck{.files = kHalfWay, .store = kActive};
+const Left kInterrupted{.files = kHalfWay, .store = kActive};
 
 Left asked(std::size_t downloads, std::vector<std::wstring> store = {}) {
     return {.downloads = downloads, .handed_off = false, .store = std::move(store)};
 }
 
-struct Stop {
+struct StagingStop {
     const char* name;
     Event event;  // when the copy is about to run
     Words detail;
@@ -63,7 +62,7 @@ const std::wstring kStagedFolder = std::wstring(kRoot) + L"\\.vandrel-updater\\"
 const Event kSecondFails = failing("ReplaceFileW", L"Game\\init.lua");
 const Words kReplaceFailed = before(L"Substituir arquivo com backup");
 
-const std::vector<Stop> kStops{
+const std::vector<StagingStop> kStagingStops{
     {"cancel before the first file", on("downloading", says("cancel")), text(kCancelled), asked(0)},
     {"cancel in a transfer", third_asked(says("cancel")), text(kCancelled), asked(3)},
     {"cancel behind the last file", last_staged(says("cancel")), text(kCancelled), asked(5)},
@@ -104,10 +103,10 @@ const std::vector<Stop> kStops{
      {.starts = {kRecoveredStart}, .files = kEdited}},
     {"the second replacement fails", kSecondFails, kReplaceFailed, kRestarted},
     {"the roll-back fails, too", both(kSecondFails, failing("MoveFileExW", L"Game\\Vandrel Updater.exe")),
-     before(L"Restaurar arquivo anterior"), kStuck},
+     before(L"Restaurar arquivo anterior"), kInterrupted},
     {"a client appears before the roll-back",
      both(kSecondFails, ahead_of("ReplaceFileW", L"Game\\init.lua", runs(L"C:\\Game\\brindler_gl_x64.exe"))),
-     text(kIsBusy), kStuck},
+     text(kIsBusy), kInterrupted},
     {"no last status",
      behind("DeleteFileW", L"active.transaction", failing("CreateFileW", L".status.json")),
      after(L"Criar arquivo temporario"),
@@ -126,7 +125,7 @@ Files expected_files(Contents contents) {
 }
 
 TEST(Apply, whatever_fails_is_taken_back_or_discarded_and_a_closed_client_started_again) {
-    for (const Stop& stop : kStops) {
+    for (const StagingStop& stop : kStagingStops) {
         SCOPED_TRACE(stop.name);
         Job machine;
         ASSERT_EQ((machine.say("apply"), machine.run_first().exit_code), 0);

@@ -17,6 +17,7 @@ inline const std::wstring kPlainStart = L"\"C:\\Game\\brindler_dx_x64.exe\"";
 inline const std::wstring kRecoveredStart = kPlainStart + L" --vandrel-update-recovered";
 inline const std::wstring kHelpers = L"C:\\Users\\Ana\\AppData\\Local\\Temp\\VandrelUpdater";
 inline const std::wstring kCopyName = L"\\Vandrel Updater.exe";
+inline const std::wstring kCancelled = L"Atualizacao cancelada.";
 inline const std::wstring kUpperJob = L"0123456789ABCDEF0123456789ABCDEF";
 inline const std::wstring kNextJob(32, L'f');
 inline constexpr std::uint64_t kDayTicks = 864000000000;  // of 100 ns

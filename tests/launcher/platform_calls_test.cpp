@@ -21,9 +21,9 @@ Calls operator*(int times, Calls calls) {
     return calls;
 }
 
-constexpr int kTarget = 4;    // steps to the parent of C:\Game\data\sub\x, from "C:\" on
-constexpr int kStaged = 7;    // of C:\Game\.vandrel-updater\JOB\files\data\sub\x; as many for its backup
-constexpr int kCommand = 10;  // prefixes of the command file's path, from "C:" on
+constexpr int kTargetDepth = 4;    // steps to the parent of C:\Game\data\sub\x, from "C:\" on
+constexpr int kStagedDepth = 7;    // of C:\Game\.vandrel-updater\JOB\files\data\sub\x; as many for its backup
+constexpr int kCommandDepth = 10;  // prefixes of the command file's path, from "C:" on
 
 const Calls kAttributes{{"GetFileAttributesW", 1}}, kQuery{{"GetFileAttributesExW", 1}};
 const Calls kDecode{{"MultiByteToWideChar", 2}}, kEncode{{"WideCharToMultiByte", 2}};  // the length, then the text
@@ -53,7 +53,7 @@ Calls digest(int reads = 1) {
 const Calls kMatches = kQuery + digest();  // the size, then the digest
 // The command file is asked for; one that stands is guarded, read whole, and its job compared.
 const Calls kNoCommand = kQuery;
-const Calls kStandingCommand = kQuery + steps(kCommand) +
+const Calls kStandingCommand = kQuery + steps(kCommandDepth) +
                                Calls{{"CreateFileW", 1}, {"GetFileSizeEx", 1}, {"ReadFile", 1}, {"CloseHandle", 1}} +
                                kEncode;
 
@@ -63,7 +63,7 @@ struct Row {
 };
 using Rows = std::vector<Row>;
 
-const Row kPolicy{"the policy", kDecode + kEncode + kDecode + destination(kTarget)};
+const Row kPolicy{"the policy", kDecode + kEncode + kDecode + destination(kTargetDepth)};
 Rows check(const Calls& command, const Calls& comparison) {
     return {kPolicy, {"a cancel is listened for", command}, {"the comparison", kDecode + comparison}};
 }
@@ -76,10 +76,10 @@ const Row kChunk{"64 KiB: read, written, hashed, told",
 
 Rows download() {
     return {{"a cancel is listened for before and behind the file", 2 * kStandingCommand},
-            {"names and folder", kDecode + safe_directory(kStaged)},
+            {"names and folder", kDecode + safe_directory(kStagedDepth)},
             {"the address", kDecode + kEncode},
-            {"guards before and behind the folder's making", 2 * destination(kStaged) + kQuery},
-            {"stale parts", steps(kStaged) + Calls{{"GetSystemTimeAsFileTime", 1}, {"FindFirstFileW", 1}}},
+            {"guards before and behind the folder's making", 2 * destination(kStagedDepth) + kQuery},
+            {"stale parts", steps(kStagedDepth) + Calls{{"GetSystemTimeAsFileTime", 1}, {"FindFirstFileW", 1}}},
             {"the attempt's begin", 2 * kTicks + kStandingCommand},
             {"the request",
              {{"WinHttpCrackUrl", 1},
@@ -95,22 +95,23 @@ Rows download() {
             kChunk,
             {"the end of the stream", kPass + Calls{{"WinHttpCloseHandle", 3}}},
             {"durable", {{"FlushFileBuffers", 1}, {"CloseHandle", 1}}},
-            {"promoted", destination(kStaged) + Calls{{"GetFullPathNameW", 2}} + steps(kStaged + 1) + 2 * kAttributes +
-                             Calls{{"MoveFileExW", 1}}}};
+            {"promoted", destination(kStagedDepth) + Calls{{"GetFullPathNameW", 2}} + steps(kStagedDepth + 1) +
+                             2 * kAttributes + Calls{{"MoveFileExW", 1}}}};
 }
 
 // Three times the names: in the pre-flight, at the replacement, in the proof.
 Rows install(const Calls& unchanged, const Calls& renamed) {
-    return {{"pre-flight: target, staged file", kDecode + destination(kTarget) + destination(kStaged) + kMatches},
-            {"pre-flight: the target is as planned", unchanged},
-            {"folders of target and backup", kDecode + safe_directory(kTarget) + safe_directory(kStaged)},
-            {"guards of target and backup", destination(kTarget) + destination(kStaged)},
-            {"the failure's words", {{"FormatMessageW", 1}, {"LocalFree", 1}}},
-            {"the rename", renamed},
-            {"the proof", kDecode + kMatches}};
+    return {
+        {"pre-flight: target, staged file", kDecode + destination(kTargetDepth) + destination(kStagedDepth) + kMatches},
+        {"pre-flight: the target is as planned", unchanged},
+        {"folders of target and backup", kDecode + safe_directory(kTargetDepth) + safe_directory(kStagedDepth)},
+        {"guards of target and backup", destination(kTargetDepth) + destination(kStagedDepth)},
+        {"the failure's words", {{"FormatMessageW", 1}, {"LocalFree", 1}}},
+        {"the rename", renamed},
+        {"the proof", kDecode + kMatches}};
 }
 const Row kBackupGoes{"the backup is listed twice, guarded and deleted",
-                      Calls{{"FindNextFileW", 2}, {"DeleteFileW", 1}} + steps(kStaged + 2)};
+                      Calls{{"FindNextFileW", 2}, {"DeleteFileW", 1}} + steps(kStagedDepth + 2)};
 
 Calls sum_of(const Rows& rows) {
     Calls sum;

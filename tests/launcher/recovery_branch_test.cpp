@@ -71,17 +71,16 @@ void silent(Machine& machine, Faults& /*faults*/) {
     machine.forget_command();
 }
 
-const Words kCancelled = text(L"Atualizacao cancelada.");
 const std::vector<Stuck> kStuck{
     {"a record of 32 MiB that is none", record(33554432), text(L"Registro de recuperacao invalido.")},
     {"a record of a byte more", record(33554433), text(L"Arquivo excede o limite permitido.")},
     {"a record not to be opened", failing("CreateFileW", L"active.transaction", kDistinct, 100),
      after(L"Abrir arquivo")},
-    {"cancel instead of apply", on("update_available", says("cancel")), kCancelled},
+    {"cancel instead of apply", on("update_available", says("cancel")), text(kCancelled)},
     {"no answer in time", on("update_available", silent), text(L"Tempo de autorizacao esgotado.")},
     {"the client's end without an answer", on("update_available", both(silent, ends)),
      text(L"Cliente encerrou sem autorizar atualizacao.")},
-    {"cancel when the client has closed", on("handoff", says("cancel")), kCancelled},
+    {"cancel when the client has closed", on("handoff", says("cancel")), text(kCancelled)},
     {"another client of the folder", runs(L"C:\\Game\\brindler_gl_x64.exe"),
      text(L"Outro cliente desta pasta esta aberto. Feche-o e tente novamente.")},
     {"a restoring rename that fails", failing("MoveFileExW", L"Game\\init.lua", kDistinct, 100),

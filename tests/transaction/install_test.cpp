@@ -83,7 +83,7 @@ TEST(Install, of_two_faults_the_earlier_check_stops_it_before_anything_changes) 
     }
 }
 
-struct Broken {
+struct BrokenInstall {
     const char* name;
     Event event;
     Words message;
@@ -100,7 +100,7 @@ Event first_replaced(Event event) {
 }
 const std::wstring kUnproved = L"Verificacao final do arquivo instalado falhou.";
 
-const std::vector<Broken> kBroken{
+const std::vector<BrokenInstall> kBrokenInstalls{
     {"a record that can't be published", failing("CreateFileW", L"active.transaction"),
      after(L"Criar arquivo temporario"), "things 1", "", false},
     {"a folder that can't be made", failing("CreateDirectoryW", L"layouts"), text(L"[create_directories]"), "things 2",
@@ -131,7 +131,7 @@ const std::vector<Broken> kBroken{
 };
 
 TEST(Install, a_failure_leaves_what_the_roll_back_needs) {
-    for (const Broken& broken : kBroken) {
+    for (const BrokenInstall& broken : kBrokenInstalls) {
         SCOPED_TRACE(broken.name);
         Install install;
         broken.event(install, install.faults);

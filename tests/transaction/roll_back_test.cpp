@@ -4,7 +4,7 @@ namespace support {
 namespace {
 
 const std::wstring kTarget = L"C:\\Game\\init.lua";
-const std::wstring kBackup = kFolder + L"\\backup\\init.lua";
+const std::wstring kStartBackup = kFolder + L"\\backup\\init.lua";
 const std::wstring kNoBackup = L"Arquivo anterior sem backup valido.";
 const std::wstring kBadBackup = L"Backup de recuperacao nao confere.";
 const std::wstring kEdited = L"Arquivo alterado externamente; recuperacao interrompida.";
@@ -25,7 +25,7 @@ Files with_script(const char* content) {
 struct Interrupted : Transaction {
     Interrupted(bool existed, Content backup, Content target)
         : Transaction(with_script(kContents[existed ? kPrior : kAbsent]), with_script(kContents[kRelease])) {
-        put(kBackup, backup);
+        put(kStartBackup, backup);
         put(kTarget, target);
         world.disk.put(active_record(), record);
     }
@@ -70,7 +70,7 @@ TEST(RollBack, each_state_of_a_file_leads_to_its_action_and_a_second_run_changes
     }
 }
 
-struct Broken {
+struct BrokenRollBack {
     const char* name;
     Event event;
     Words message;
@@ -79,7 +79,7 @@ struct Broken {
     bool record_stands = true;
 };
 
-const std::vector<Broken> kBroken{
+const std::vector<BrokenRollBack> kBrokenRollBacks{
     {"the restoring rename", failing("MoveFileExW", L"init.lua"), before(L"Restaurar arquivo anterior")},
     {"the new file's removal", failing("DeleteFileW", L"init.lua"), before(L"Remover arquivo gerenciado"), false},
     {"the record's removal", failing("DeleteFileW", L"active.transaction"), before(L"Remover arquivo gerenciado"), true,
@@ -91,7 +91,7 @@ const std::vector<Broken> kBroken{
 };
 
 TEST(RollBack, what_fails_is_told_and_the_next_run_goes_on_from_there) {
-    for (const Broken& broken : kBroken) {
+    for (const BrokenRollBack& broken : kBrokenRollBacks) {
         SCOPED_TRACE(broken.name);
         Interrupted machine(broken.existed, broken.existed ? kPrior : kAbsent, kRelease);
         broken.event(machine, machine.faults);
@@ -115,7 +115,7 @@ TEST(RollBack, reaches_nothing_outside_the_folder_and_nothing_but_files) {  // (
     const Event linked_backups = both(junction(kFolder + L"\\backup"), file(L"C:\\Real\\init.lua", kContents[kPrior]));
     const std::vector<Refused> rows{
         {folder(kTarget), kIrregular},
-        {folder(kBackup), kIrregular},
+        {folder(kStartBackup), kIrregular},
         {linked_backups, kEscapes},
         {both(folder(kTarget), linked_backups), kIrregular},
         {[](Machine& machine, Faults&) { static_cast<Interrupted&>(machine).plan.job_id = L".."; }, kNoJob},

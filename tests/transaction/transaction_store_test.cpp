@@ -35,14 +35,14 @@ struct Old : Transaction {
     }
 };
 
-using Change = std::function<void(Old&)>;
-Change aged(std::int64_t ticks) {
+using Arrangement = std::function<void(Old&)>;
+Arrangement aged(std::int64_t ticks) {
     return [=](Old& old) { old.age(kJob, ticks); };
 }
-Change after_event(const Event& event) {
+Arrangement after_event(const Event& event) {
     return [=](Old& old) { event(old, old.faults); };
 }
-Change cut(const std::wstring& folder, const std::wstring& job_id, std::size_t missing_bytes = 0) {
+Arrangement cut(const std::wstring& folder, const std::wstring& job_id, std::size_t missing_bytes = 0) {
     return [=](Old& old) {
         old.world.disk.erase(kFolder);
         const std::string bytes = old.record_of(job_id);
@@ -60,7 +60,7 @@ void link_store(Old& old) {
 
 struct Swept {
     const char* name;
-    Change arrange;
+    Arrangement arrange;
     bool goes;
     std::wstring folder = kJob;
     std::wstring refusal = {};

@@ -62,7 +62,7 @@ class PlantedLibraries(HelperTest):
                                        stderr=trace)
 
         def reached(state):
-            wait_until(lambda: not job.processes() or job.status() and job.status()["state"] == state, state)
+            wait_until(lambda: not job.processes() or (job.status() or {}).get("state") == state, state)
         reached(OFFER)
         job.command("apply")
         reached(HANDOFF)

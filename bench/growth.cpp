@@ -1,0 +1,237 @@
+// growth STEP N: one step of an update for a release of N files on the simulated Windows, once, under callgrind: only
+// what the step itself does is collected. scripts/growth runs it.
+//
+//   parse     the signed manifest, its signature included
+//   policy    the rules on the release's paths and sizes
+//   check     a first instance's whole run over a folder that is current
+//   plan      the same over a folder in which every file is another
+//   record    the recovery record made, and written
+//   recovery  the record read back, its manifest and policy included
+//   sweep     a store with an old transaction of N files, swept
+//   store     the sweep of a store with N folders that nobody can account for: 256 of them are looked at
+//
+// Callgrind's --collect-atstart=no is presupposed. Exit code 1 if the step didn't come to the end that it should.
+#include <valgrind/callgrind.h>
+#include <windows.h>
+
+#include <cstdlib>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "launcher/entry.h"
+#include "manifest/digests.h"
+#include "manifest/manifest_policy.h"
+#include "manifest/signed_manifest.h"
+#include "release/manifest_format.h"
+#include "release/signing_key.h"
+#include "safefs/small_files.h"
+#include "safefs/text_encoding.h"
+#include "transaction/recovery_record.h"
+#include "transaction/transaction_store.h"
+#include "winsim/world.h"
+
+namespace {
+
+using vandrel_release::ReleaseFile;
+
+constexpr std::uint32_t kRelease = 2;
+const std::wstring kRoot = L"C:\\Game";
+const std::wstring kStore = kRoot + L"\\.vandrel-updater";
+const std::wstring kJob = L"0123456789abcdef0123456789abcdef";
+const std::string kContent = "content";
+
+void require(bool held, const std::string& what) {
+    if (!held) throw std::runtime_error(what);
+}
+
+std::string path_of(std::size_t number) {
+    const std::string name = std::to_string(1000000 + number);
+    return "data/" + name.substr(1, 3) + "/" + name + ".dat";  // at most 1000 in a folder
+}
+
+std::wstring wide(const std::string& path) {
+    return {path.begin(), path.end()};
+}
+
+// A machine with the client's folder, and a release of `count` files.
+class Scene {
+ public:
+    explicit Scene(std::size_t count) {
+        for (const wchar_t* path : {L"\\data", L"\\modules"}) world.disk.make_folder(kRoot + path);
+        for (const std::wstring& path : {world.roaming, world.temporary, world.current_folder}) {
+            world.disk.make_folder(path);
+        }
+        vandrel::Digest digest{};
+        const winsim::World::Guard guard(world);
+        vandrel::sha256_of_bytes(reinterpret_cast<const std::uint8_t*>(kContent.data()), kContent.size(), digest);
+        for (const char* name : {"brindler_dx_x64.exe", "init.lua"}) files.push_back({name, kContent.size(), digest});
+        for (std::size_t i = files.size(); i < count; ++i) files.push_back({path_of(i), kContent.size(), digest});
+        const std::string range = vandrel_release::signed_range(kRelease, files);
+        const vandrel_release::Key key = vandrel_release::load_signing_key(VANDREL_DEVELOPMENT_KEY);
+        document = vandrel_release::finished_manifest(range, vandrel_release::sign(key, range));
+        options.arch = L"64";
+        options.job_id = kJob;
+        options.client_executable = L"brindler_dx_x64.exe";
+        options.client_root = kRoot;
+    }
+    void fill_folder(const std::string& content) {
+        for (const ReleaseFile& file : files) world.disk.put(kRoot + L"\\" + wide(file.path), content);
+    }
+    // The plan of an update that replaces every file.
+    vandrel::TransactionPlan plan() const {
+        vandrel::TransactionPlan plan;
+        plan.job_id = kJob;
+        plan.manifest.storage.assign(document.begin(), document.end());
+        plan.manifest.signed_bytes = plan.manifest.storage;
+        std::wstring error;
+        require(vandrel::parse_signed_manifest(plan.manifest.signed_bytes, plan.manifest.release, plan.manifest.entries,
+                                               error),
+                "the manifest is refused");
+        for (std::uint32_t i = 0; i < plan.manifest.entries.size(); ++i) {
+            plan.files.push_back({i, true, plan.manifest.entries[i]});
+        }
+        return plan;
+    }
+
+    winsim::World world;
+    std::vector<ReleaseFile> files;
+    std::string document;
+    vandrel::LaunchOptions options;
+};
+
+// Counts what `action` does, and nothing else.
+void collect(const std::function<void()>& action) {
+    CALLGRIND_TOGGLE_COLLECT;
+    action();
+    CALLGRIND_TOGGLE_COLLECT;
+}
+
+void measure_parse(Scene& scene) {
+    const winsim::World::Guard guard(scene.world);
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(scene.document.data());
+    std::vector<vandrel::ManifestEntry> entries;
+    std::uint32_t release = 0;
+    std::wstring error;
+    bool parsed = false;
+    collect([&] { parsed = vandrel::parse_signed_manifest({bytes, scene.document.size()}, release, entries, error); });
+    require(parsed && entries.size() == scene.files.size(), "the manifest is refused");
+}
+
+void measure_policy(Scene& scene) {
+    const winsim::World::Guard guard(scene.world);
+    const vandrel::TransactionPlan plan = scene.plan();
+    collect([&] { vandrel::validate_manifest_policy(plan.manifest.entries, kRelease, scene.options); });
+}
+
+// The first instance's run. A folder that differs is offered, and the player declines.
+void measure_run(Scene& scene, const std::string& content, const std::string& state) {
+    scene.fill_folder(content);
+    winsim::World& world = scene.world;
+    const std::wstring base = world.roaming + L"\\BrindlerQ3\\main\\updater\\" + kJob;
+    world.network.serve([&](const winsim::Request&) {
+        winsim::Response response;
+        response.body = scene.document;
+        return response;
+    });
+    world.disk.put(kRoot + L"\\Vandrel Updater.exe", "helper");
+    const std::wstring client = kRoot + L"\\brindler_dx_x64.exe";
+    const std::uint32_t pid = world.processes.start(client, L"\"" + client + L"\"");
+    world.clock.after(60'000, [&] {  // whatever it waits for by then is the player
+        world.disk.put(base + L".command.json",
+                       R"({"jobId":")" + vandrel::wide_to_utf8(kJob) + R"(","command":"cancel"})");
+    });
+    const std::wstring helper = kRoot + L"\\Vandrel Updater.exe";
+    collect([&] {
+        world.run(helper,
+                  L"\"" + helper + L"\" /CHECK /ARCH=64 /JOB=" + kJob + L" \"/STATUS=" + base +
+                      L".status.json\" /WAITPID=" + std::to_wstring(pid) + L" /CLIENT=brindler_dx_x64.exe",
+                  &vandrel::run_helper);
+    });
+    const std::string status = world.disk.read(base + L".status.json");
+    require(status.find("\"" + state + "\"") != std::string::npos, status);
+}
+
+void measure_record(Scene& scene) {
+    const winsim::World::Guard guard(scene.world);
+    const vandrel::TransactionPlan plan = scene.plan();
+    scene.world.disk.make_folder(kStore);
+    collect([&] {
+        const vandrel::SerializedTransaction record = vandrel::serialize_transaction(plan);
+        vandrel::write_file_atomic(kRoot, vandrel::active_record_path(scene.options), record.pieces());
+    });
+}
+
+vandrel::Bytes record_of(const vandrel::TransactionPlan& plan) {
+    vandrel::Bytes bytes;
+    const vandrel::SerializedTransaction record = vandrel::serialize_transaction(plan);
+    for (const auto& piece : record.pieces()) bytes.insert(bytes.end(), piece.begin(), piece.end());
+    return bytes;
+}
+
+void measure_recovery(Scene& scene) {
+    const winsim::World::Guard guard(scene.world);
+    vandrel::Bytes bytes = record_of(scene.plan());
+    std::size_t found = 0;
+    collect([&] { found = vandrel::parse_transaction(std::move(bytes), scene.options).files.size(); });
+    require(found == scene.files.size(), "the record is refused");
+}
+
+void sweep(Scene& scene, std::size_t expected_left) {
+    scene.world.clock.advance(30ULL * 24 * 3600 * 1000);
+    collect([&] { vandrel::sweep_stale_transactions(scene.options); });
+    const std::size_t left = scene.world.disk.tree(kStore).size();
+    require(left == expected_left, std::to_string(left) + " left in the store");
+}
+
+// What a download that was interrupted behind its last file has left.
+void measure_sweep(Scene& scene) {
+    const winsim::World::Guard guard(scene.world);
+    const std::wstring folder = kStore + L"\\" + kJob + L"\\";
+    const vandrel::Bytes record = record_of(scene.plan());
+    scene.world.disk.put(folder + L"staging.transaction", std::string(record.begin(), record.end()));
+    for (const ReleaseFile& file : scene.files) scene.world.disk.put(folder + L"files\\" + wide(file.path), kContent);
+    sweep(scene, 0);
+}
+
+void measure_store(Scene& scene) {
+    const winsim::World::Guard guard(scene.world);
+    const std::size_t count = scene.files.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::wstring digits = std::to_wstring(i);
+        const std::wstring folder = kStore + L"\\" + std::wstring(32 - digits.size(), L'0') + digits;
+        scene.world.disk.put(folder + L"\\staging.transaction", "x");
+    }
+    sweep(scene, 2 * count);
+}
+
+void measure(const std::string& step, std::size_t count) {
+    Scene scene(count);
+    const std::map<std::string, std::function<void()>> steps{
+        {"parse", [&] { measure_parse(scene); }},
+        {"policy", [&] { measure_policy(scene); }},
+        {"check", [&] { measure_run(scene, kContent, "current"); }},
+        {"plan", [&] { measure_run(scene, "another", "cancelled"); }},
+        {"record", [&] { measure_record(scene); }},
+        {"recovery", [&] { measure_recovery(scene); }},
+        {"sweep", [&] { measure_sweep(scene); }},
+        {"store", [&] { measure_store(scene); }}};
+    steps.at(step)();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        require(argc == 3, "usage: growth STEP N");
+        measure(argv[1], std::strtoul(argv[2], nullptr, 10));
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << "growth: " << error.what() << '\n';
+        return 1;
+    }
+}

@@ -89,6 +89,7 @@ PublishReport publish(const PublishOptions& options) {
     report.size_bytes = copy_files(options.folder, files_folder(publication.staging()), content.files);
     const std::string manifest = make_manifest(key, options.release, content.files);
     write_new_file(manifest_path(publication.staging()), manifest, 0644);
+    write_new_file(public_key_path(publication.staging()), public_pem(key), 0644);
     publication.commit(options.release, MakeCurrent::yes);
 
     report.file_count = content.files.size();

@@ -46,6 +46,10 @@ fs::path manifest_path(const fs::path& release_folder) {
     return release_folder / "manifest.bin";
 }
 
+fs::path public_key_path(const fs::path& release_folder) {
+    return release_folder / "public.pem";
+}
+
 fs::path files_folder(const fs::path& release_folder) {
     return release_folder / "files";
 }

@@ -2,6 +2,7 @@
 //
 //   TREE/64/current                        the number of the release that clients get, in decimal, with a line end
 //   TREE/64/releases/N/manifest.bin        the signed manifest of release N
+//   TREE/64/releases/N/public.pem          the public half of the key that signed it
 //   TREE/64/releases/N/files/PATH          its files
 //   TREE/64/releases/.unsigned-N/          release N while it waits for its signature:
 //       manifest.range                       what is to be signed
@@ -38,6 +39,7 @@ std::filesystem::path current_file(const std::filesystem::path& tree);
 
 std::filesystem::path release_folder(const std::filesystem::path& tree, std::uint32_t release);
 std::filesystem::path manifest_path(const std::filesystem::path& release_folder);
+std::filesystem::path public_key_path(const std::filesystem::path& release_folder);
 std::filesystem::path files_folder(const std::filesystem::path& release_folder);
 
 // The release that clients get; nothing if none has been published. Throws Refusal if `current` holds no number.
@@ -49,7 +51,8 @@ std::vector<std::uint32_t> releases_in(const std::filesystem::path& tree);
 // The highest release number in the tree, that of a release which waits for its signature included; 0 if there is none.
 std::uint32_t newest_release(const std::filesystem::path& tree);
 
-// Where a release waits for its signature: the bytes that are to be signed, and the release but for its manifest.
+// Where a release waits for its signature: the bytes that are to be signed, and the release but for its
+// manifest and key.
 std::filesystem::path unsigned_folder(const std::filesystem::path& tree, std::uint32_t release);
 std::filesystem::path range_path(const std::filesystem::path& unsigned_folder);
 std::filesystem::path release_within(const std::filesystem::path& unsigned_folder);

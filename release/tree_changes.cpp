@@ -94,11 +94,13 @@ void make_current(const TreeLock& lock, std::uint32_t release) {
     replace_file(current_file(tree), std::to_string(release) + "\n", 0644);
 }
 
-void adopt_unsigned(const TreeLock& lock, std::uint32_t release, const std::string& manifest, MakeCurrent current) {
+void adopt_unsigned(const TreeLock& lock, std::uint32_t release, const std::string& manifest,
+                    const std::string& public_key, MakeCurrent current) {
     const fs::path& tree = lock.tree();
     require_waiting(tree, release);
     refuse_taken(tree, release);
     const fs::path folder = unsigned_folder(tree, release);
+    replace_file(public_key_path(release_within(folder)), public_key, 0644);
     replace_file(manifest_path(release_within(folder)), manifest, 0644);
     give_name(release_within(folder), release_folder(tree, release), named(release));
     if (current == MakeCurrent::yes) make_current(lock, release);

@@ -36,11 +36,13 @@ class TreeLock {
 // Failure or power cut: `current` names the old one or the new one.
 void make_current(const TreeLock& lock, std::uint32_t release);
 
-// Gives a release that waits its signed manifest, which begins with unsigned_range(); the caller has verified it.
+// Gives a release that waits its signed manifest, which begins with unsigned_range(), and the public half of the key
+// that signed it (PEM); the caller has verified the one with the other.
 // Success: it is releases/N, durable, current if so asked, and waits no longer.
 // Failure or power cut: it waits as before, or it is releases/N and not current yet.
 // Throws Refusal if it doesn't wait, or "release N is published already".
-void adopt_unsigned(const TreeLock& lock, std::uint32_t release, const std::string& manifest, MakeCurrent current);
+void adopt_unsigned(const TreeLock& lock, std::uint32_t release, const std::string& manifest,
+                    const std::string& public_key, MakeCurrent current);
 
 // Removes a release. Failure or power cut: it stands whole, or is no release any longer (see rule 3).
 // Throws Refusal if it is the current one, or if the tree doesn't hold it.
@@ -69,8 +71,9 @@ class Publication {
     // Throws Refusal "release N is published already" or "release N waits for its signature".
     void commit(std::uint32_t release, MakeCurrent current);
 
-    // Keeps the release, whose manifest isn't written yet, until its signature comes; `range` is what is to be signed.
-    // It is durable when it returns, and nobody is served it. Power cut: it waits, or isn't there. Throws as commit().
+    // Keeps the release, whose manifest and key aren't written yet, until its signature comes; `range` is what is to be
+    // signed. It is durable when it returns, and nobody is served it. Power cut: it waits, or isn't there. Throws as
+    // commit().
     void keep_unsigned(std::uint32_t release, const std::string& range);
 
  private:

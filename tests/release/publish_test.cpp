@@ -26,11 +26,13 @@ TEST_F(Publish, a_folder_becomes_a_manifest_that_the_helper_accepts_and_the_file
     const std::string manifest = read(tree_ / "64/releases/7/manifest.bin");
     EXPECT_TRUE(manifest.starts_with(support::signed_range(7, client)));
     EXPECT_EQ(accepted_entries(manifest, 7).size(), client.size());
+    const std::string key = read(fs::path(VANDREL_DEVELOPMENT_KEY).parent_path() / "development_public.pem");
     Files tree{{"64", "folder"},
                {"64/current", "7\n"},
                {"64/releases", "folder"},
                {"64/releases/7", "folder"},
                {"64/releases/7/manifest.bin", manifest},
+               {"64/releases/7/public.pem", key.substr(key.find("-----BEGIN"))},
                {"64/releases/7/files", "folder"}};
     tree["64/releases/7/files/data"] = tree["64/releases/7/files/data/Canções antigas"] = "folder";
     for (const auto& [path, content] : client) tree["64/releases/7/files/" + path] = content;

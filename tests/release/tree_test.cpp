@@ -47,15 +47,16 @@ TEST_F(Tree, a_release_without_signature_waits_unseen_until_it_is_adopted_or_rem
     EXPECT_EQ(unsigned_range(tree_, 4), "range");
     EXPECT_EQ(releases_in(tree_), std::vector<std::uint32_t>{3});
     EXPECT_EQ(newest_release(tree_), 5U);
-    adopt_unsigned(TreeLock(tree_), 4, "signed", MakeCurrent::no);
+    adopt_unsigned(TreeLock(tree_), 4, "signed", "key", MakeCurrent::no);
     EXPECT_EQ(read(tree_ / "64/current"), "3\n");
-    adopt_unsigned(TreeLock(tree_), 5, "signed", MakeCurrent::yes);
+    adopt_unsigned(TreeLock(tree_), 5, "signed", "key", MakeCurrent::yes);
     EXPECT_EQ(read(tree_ / "64/current"), "5\n");
     remove_release(TreeLock(tree_), 3);
     Files expected{{"64", "folder"}, {"64/current", "5\n"}, {"64/releases", "folder"}};
     for (const std::string release : {"64/releases/4", "64/releases/5"}) {
         expected[release] = expected[release + "/files"] = "folder";
         expected[release + "/manifest.bin"] = "signed";
+        expected[release + "/public.pem"] = "key";
         expected[release + "/files/a"] = "file";
     }
     EXPECT_EQ(everything_in(tree_), expected);
@@ -72,7 +73,7 @@ TEST_F(Tree, each_change_refuses_what_would_break_its_rules) {
     EXPECT_EQ(refusal([&] { remove_release(TreeLock(tree_), 3); }), "the tree holds no release 3");
     EXPECT_EQ(refusal([&] { remove_release(TreeLock(tree_), 2); }), "release 2 is the current one");
     const std::string idle = "release 2 does not wait for a signature";
-    EXPECT_EQ(refusal([&] { adopt_unsigned(TreeLock(tree_), 2, "", MakeCurrent::no); }), idle);
+    EXPECT_EQ(refusal([&] { adopt_unsigned(TreeLock(tree_), 2, "", "", MakeCurrent::no); }), idle);
     EXPECT_EQ(refusal([&] { remove_unsigned(TreeLock(tree_), 2); }), idle);
     EXPECT_THROW(unsigned_range(tree_, 2), Refusal);
     EXPECT_EQ(refusal([&] {

@@ -7,6 +7,7 @@ set(CMAKE_UNITY_BUILD_BATCH_SIZE 12)
 
 find_package(OpenSSL REQUIRED COMPONENTS Crypto SSL)
 find_package(Threads REQUIRED)
+find_package(ICU REQUIRED COMPONENTS uc)
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_library(httplib_library cpp-httplib REQUIRED)
@@ -21,7 +22,7 @@ endif()
 file(GLOB winsim_sources CONFIGURE_DEPENDS winsim/*.cpp)
 add_library(winsim STATIC ${winsim_sources})
 target_include_directories(winsim BEFORE PUBLIC "${CMAKE_SOURCE_DIR}/winsim/include" "${CMAKE_SOURCE_DIR}")
-target_link_libraries(winsim PUBLIC OpenSSL::Crypto)
+target_link_libraries(winsim PUBLIC OpenSSL::Crypto PRIVATE ICU::uc)
 
 # What interrupts whatever runs on it. The operators that count a program's allocations are linked by those who want
 # them counted.

@@ -1,5 +1,6 @@
 #include "winsim/disk_names.h"
 
+#include <unicode/uchar.h>
 #include <windows.h>
 
 namespace winsim {
@@ -93,6 +94,11 @@ void check(SplitPath& split, bool pattern) {
 }
 
 }  // namespace
+
+wchar_t fold_beyond_ascii(wchar_t unit) {
+    const auto capital = static_cast<wchar_t>(u_toupper(static_cast<UChar32>(unit)));
+    return capital > 0x7F ? capital : unit;  // a capital of ASCII has small letters of its own
+}
 
 std::wstring fold(std::wstring_view name) {
     std::wstring folded(name);

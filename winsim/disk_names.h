@@ -9,8 +9,11 @@
 
 namespace winsim {
 
-// ASCII letters only; everything else compares as it stands.
-constexpr wchar_t fold(wchar_t unit) {
+// Units that the file system takes for one in a name become one: ASCII letters small, all others as Unicode's simple
+// mapping to capitals has them, unit by unit.
+wchar_t fold_beyond_ascii(wchar_t unit);
+inline wchar_t fold(wchar_t unit) {
+    if (unit > 0x7F) return fold_beyond_ascii(unit);
     return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit + (L'a' - L'A')) : unit;
 }
 std::wstring fold(std::wstring_view name);

@@ -51,6 +51,34 @@ void names() {
     }
 }
 
+// Which names that differ in case alone are one.
+void other_case() {
+    struct Row {
+        const char* key;
+        const wchar_t* made;
+        const wchar_t* asked;
+        const char* wine = nullptr;
+    };
+    constexpr Row rows[] = {
+        {"e acute", L"\x00e9", L"\x00c9"},
+        {"y diaeresis", L"\x00ff", L"\x0178"},
+        {"cyrillic ya", L"\x044f", L"\x042f"},
+        {"final sigma", L"\x03c2", L"\x03a3", "a final sigma has no capital"},
+        {"sharp s", L"\x00df", L"\x1e9e"},
+        {"dotless i", L"\x0131", L"I"},
+        {"long s", L"\x017f", L"S"},
+        {"kelvin", L"\x212a", L"k"},
+        {"deseret", L"\xd801\xdc28", L"\xd801\xdc00"},
+    };
+    for (const Row& row : rows) {
+        put(row.made, "");
+        SetLastError(0);
+        const bool found = GetFileAttributesW(row.asked) != INVALID_FILE_ATTRIBUTES;
+        say(std::string("other case of ") + row.key, found ? "found" : outcome(false), row.wine);
+        DeleteFileW(row.made);
+    }
+}
+
 void times() {
     put(L"timed", "12345");
     set_write_time(L"C:\\probe\\timed", kTime);
@@ -122,6 +150,7 @@ void searches() {
 
 void probe::run() {
     names();
+    other_case();
     times();
     searches();
     folders();

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "release/commands/commands.h"
+#include "release/refusal.h"
 
 namespace vandrel_release {
 namespace {
@@ -36,6 +37,9 @@ int run_command_line(int argc, const char* const* argv, std::ostream& out, std::
         return app.exit(asked_for_help, out, err);
     } catch (const CLI::ParseError& error) {
         return complain(err, error.what(), 2);
+    } catch (const Refusals& refusals) {
+        for (const std::string& line : refusals.lines()) complain(err, line, 1);
+        return 1;
     } catch (const std::exception& error) {
         return complain(err, error.what(), 1);
     }

@@ -1,5 +1,7 @@
 #include "release/publish.h"
 
+#include <algorithm>
+#include <iterator>
 #include <numeric>
 
 #include "release/manifest_format.h"
@@ -16,12 +18,47 @@ namespace {
 
 namespace fs = std::filesystem;
 
+std::uint64_t total_size(const std::vector<ReleaseFile>& files) {
+    return std::accumulate(files.begin(), files.end(), std::uint64_t{0},
+                           [](std::uint64_t total, const ReleaseFile& file) { return total + file.size; });
+}
+
 void check_number(const PublishOptions& options) {
     const std::string number = "release " + std::to_string(options.release);
     if (fs::exists(release_folder(options.tree, options.release))) throw Refusal(number + " is published already");
     const std::uint32_t newest = newest_release(options.tree);
     if (options.release <= newest && !options.allow_older) {
         throw Refusal(number + " is not newer than release " + std::to_string(newest) + " (see --allow-older)");
+    }
+}
+
+// Whether one path is the other, or lies in it, whatever links lead there.
+bool lies_in(const fs::path& path, const fs::path& folder) {
+    const fs::path inner = fs::weakly_canonical(path);
+    const fs::path outer = fs::weakly_canonical(folder);
+    return std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end();
+}
+
+void check_places(const PublishOptions& options) {
+    if (lies_in(options.tree, options.folder)) throw Refusal("the tree lies in the client folder");
+    if (lies_in(options.folder, options.tree)) throw Refusal("the client folder lies in the tree");
+    if (lies_in(options.key, options.folder)) throw Refusal("the private key lies in the client folder");
+}
+
+// One pass for everything that is wrong with the folder.
+void check_content(const PublishOptions& options, const FolderContent& content) {
+    std::vector<std::string> refusals = content.refusals;
+    std::ranges::move(policy_refusals(content.files, options.release, options.arch, options.clients),
+                      std::back_inserter(refusals));
+    refuse_any(std::move(refusals));
+}
+
+void check_space(const fs::path& tree, const std::vector<ReleaseFile>& files) {
+    const std::uint64_t needed = total_size(files);
+    const std::uint64_t available = fs::space(tree).available;
+    if (needed > available) {
+        throw Refusal("the release has " + std::to_string(needed) + " bytes; the tree's disk has room for " +
+                      std::to_string(available));
     }
 }
 
@@ -47,8 +84,7 @@ std::uint64_t copy_files(const fs::path& from, const fs::path& to, std::vector<R
         }
         file.sha256 = copied.sha256;
     });
-    return std::accumulate(files.begin(), files.end(), std::uint64_t{0},
-                           [](std::uint64_t total, const ReleaseFile& file) { return total + file.size; });
+    return total_size(files);
 }
 
 std::string make_manifest(const Key& key, std::uint32_t release, const std::vector<ReleaseFile>& files) {
@@ -77,14 +113,17 @@ PublishReport publish(const PublishOptions& options) {
     if (options.arch != kArch) {
         throw Refusal("there is no channel " + printable(options.arch) + "; the only one is " + std::string(kArch));
     }
+    require_client_names(options.clients, options.arch);
+    check_places(options);
     const Key key = load_signing_key(options.key);
-    FolderContent content = list_release_folder(options.folder, options.skip_patterns);
-    check_policy(content.files, options.release, options.arch, options.clients);
     check_number(options);
-    signed_range(options.release, content.files);  // too many files are refused before the first is copied
+    FolderContent content = list_release_folder(options.folder, options.skip_patterns);
+    signed_range(options.release, content.files);  // throws if the manifest would be too large
+    check_content(options, content);
 
     Publication publication(options.tree);
     check_number(options);  // again: only now nobody else can publish
+    check_space(options.tree, content.files);
     PublishReport report;
     report.size_bytes = copy_files(options.folder, files_folder(publication.staging()), content.files);
     const std::string manifest = make_manifest(key, options.release, content.files);

@@ -7,6 +7,30 @@
 #include <cstring>
 
 namespace vandrel_release {
+namespace {
+
+constexpr std::size_t kShownTexts = 40;
+
+std::vector<std::string> sorted(std::vector<std::string> texts) {
+    std::sort(texts.begin(), texts.end());
+    return texts;
+}
+
+}  // namespace
+
+Refusals::Refusals(std::vector<std::string> several)
+    : Refusal(*std::min_element(several.begin(), several.end())), texts(sorted(std::move(several))) {}
+
+std::vector<std::string> Refusals::lines() const {
+    const std::size_t shown = std::min(texts.size(), kShownTexts);
+    std::vector<std::string> lines(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(shown));
+    if (shown < texts.size()) lines.push_back("and " + std::to_string(texts.size() - shown) + " more");
+    return lines;
+}
+
+void refuse_any(std::vector<std::string> texts) {
+    if (!texts.empty()) throw Refusals(std::move(texts));
+}
 
 void refuse_system(const std::string& what, int error) {
     throw Refusal(what + ": " + std::strerror(error));

@@ -1,14 +1,29 @@
-// The one exception of the release tool: something was refused or failed, with a text of one line for the publisher.
+// The exceptions of the release tool: something was refused or failed, with texts of one line for the publisher.
 #pragma once
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace vandrel_release {
 
 struct Refusal : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
+
+// All that is wrong with something, as texts "PATH: WORDS" whose paths are printable(); kept in alphabetical order.
+// what() is the first of them.
+struct Refusals : Refusal {
+    explicit Refusals(std::vector<std::string> several);
+
+    // What a publisher is shown: the first 40 texts, then "and N more".
+    std::vector<std::string> lines() const;
+
+    std::vector<std::string> texts;  // one at least
+};
+
+// Throws Refusals if there are any.
+void refuse_any(std::vector<std::string> texts);
 
 // "`what`: `strerror(error)`", for a failed call of the operating system.
 [[noreturn]] void refuse_system(const std::string& what, int error);

@@ -4,9 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
+#include <optional>
 #include <string_view>
 
 #include "manifest/manifest_policy.h"
+#include "release/name_conflicts.h"
 #include "release/refusal.h"
 #include "run/launch_options.h"
 #include "safefs/text_encoding.h"
@@ -17,8 +20,6 @@ namespace {
 
 constexpr std::string_view kClientMissing = "Manifesto sem init.lua ou backend selecionado.";
 constexpr const wchar_t* kClientFolder = L"C:\\Client";
-
-using Entries = std::vector<vandrel::ManifestEntry>;
 
 // The names that the helper takes for "/CLIENT".
 std::array<std::string, 2> client_names(const std::string& arch) {
@@ -36,46 +37,129 @@ std::vector<std::string> clients_in(const std::vector<ReleaseFile>& files, const
     for (const std::string& name : client_names(arch)) {
         if (is_listed(files, name)) found.push_back(name);
     }
-    if (found.empty()) throw Refusal("the folder holds no client executable");
     return found;
 }
 
-void check_for_client(const Entries& entries, std::uint32_t release, const vandrel::LaunchOptions& options) {
-    const auto breach = vandrel::find_policy_breach(entries, release, options);
-    if (!breach) return;
-    const std::string reason = vandrel::wide_to_utf8(breach->text);
-    if (breach->index) throw Refusal(printable(std::string(entries[*breach->index].path)) + ": " + reason);
-    const bool client_missing = reason == kClientMissing;
-    throw Refusal(client_missing ? vandrel::wide_to_utf8(options.client_executable) + ": " + reason : reason);
-}
+// The helper on a machine with an empty client folder: part of its policy looks at the disk.
+class Judge {
+ public:
+    Judge(const std::vector<ReleaseFile>& files, std::uint32_t release, const std::string& arch,
+          const std::string& client)
+        : files_(files), release_(release), guard_(world_) {
+        world_.disk.make_folder(kClientFolder);
+        options_.arch = vandrel::utf8_to_wide(arch);
+        options_.client_executable = vandrel::utf8_to_wide(client);
+        options_.client_root = kClientFolder;
+    }
+
+    // What it says of these files as a release of their own; `index` counts within them.
+    std::optional<vandrel::PolicyBreach> ask(const std::vector<std::size_t>& which) const {
+        std::vector<vandrel::ManifestEntry> entries;  // views into the files
+        entries.reserve(which.size());
+        for (const std::size_t index : which) {
+            entries.push_back({files_[index].path, files_[index].size, files_[index].sha256});
+        }
+        return vandrel::find_policy_breach(entries, release_, options_);
+    }
+
+    // Its words for a file, alone or beside another one; empty if it has none that blame a file.
+    std::string words_for(const std::vector<std::size_t>& which) const {
+        const auto breach = ask(which);
+        return breach && breach->index ? vandrel::wide_to_utf8(breach->text) : std::string();
+    }
+
+ private:
+    const std::vector<ReleaseFile>& files_;
+    std::uint32_t release_;
+    winsim::World world_;
+    winsim::World::Guard guard_;
+    vandrel::LaunchOptions options_;
+};
+
+// The files of a release, of which one after the other is refused.
+struct Verdicts {
+    const std::vector<ReleaseFile>& files;
+    const Judge& judge;
+    std::vector<bool> refused = std::vector<bool>(files.size(), false);
+    std::vector<std::string> texts = {};
+
+    void refuse(std::size_t index, const std::string& words) {
+        refused[index] = true;
+        texts.push_back(printable(files[index].path) + ": " + words);
+    }
+
+    std::vector<std::size_t> not_refused() const {
+        std::vector<std::size_t> indices;
+        indices.reserve(files.size());
+        for (std::size_t index = 0; index < files.size(); ++index) {
+            if (!refused[index]) indices.push_back(index);
+        }
+        return indices;
+    }
+
+    void ask_of_each() {
+        for (std::size_t index = 0; index < files.size(); ++index) {
+            if (const std::string words = judge.words_for({index}); !words.empty()) refuse(index, words);
+        }
+    }
+
+    void ask_of_pairs() {
+        for (const NameConflict& conflict : find_name_conflicts(files)) {
+            if (refused[conflict.earlier] || refused[conflict.later]) continue;
+            const std::string words = judge.words_for({conflict.earlier, conflict.later});
+            refuse(conflict.later, words.empty() ? our_words(conflict) : words);
+        }
+    }
+
+    std::string our_words(const NameConflict& conflict) const {
+        const std::string other = printable(files[conflict.earlier].path);
+        if (conflict.same_name) return "Windows takes this name and " + other + " for one";
+        return files[conflict.earlier].path.size() < files[conflict.later].path.size()
+                   ? "Windows takes a folder of this path and the file " + other + " for one"
+                   : "Windows takes this file and a folder of " + other + " for one";
+    }
+
+    // What is left as a whole.
+    void ask_of_the_rest(bool client_is_missing) {
+        const std::vector<std::size_t> rest = not_refused();
+        const auto breach = judge.ask(rest);
+        if (!breach || rest.empty()) return;
+        const std::string words = vandrel::wide_to_utf8(breach->text);
+        if (breach->index) {
+            refuse(rest[*breach->index], words);
+        } else if (!client_is_missing) {
+            texts.push_back(words);
+        }
+    }
+};
 
 }  // namespace
 
-void check_policy(const std::vector<ReleaseFile>& files, std::uint32_t release, const std::string& arch,
-                  const std::vector<std::string>& clients) {
+void require_client_names(const std::vector<std::string>& clients, const std::string& arch) {
     const std::array<std::string, 2> known = client_names(arch);
     for (const std::string& name : clients) {
         if (std::find(known.begin(), known.end(), name) == known.end()) {
             throw Refusal(printable(name) + ": no client executable of channel " + arch);
         }
     }
-    Entries entries;  // views into `files`
-    entries.reserve(files.size());
-    for (const ReleaseFile& file : files) {
-        entries.push_back({file.path, file.size, file.sha256});
-    }
-    winsim::World world;  // a machine with an empty client folder, for the part of the policy that looks at the disk
-    world.disk.make_folder(kClientFolder);
-    const winsim::World::Guard guard(world);
+}
+
+std::vector<std::string> policy_refusals(const std::vector<ReleaseFile>& files, std::uint32_t release,
+                                         const std::string& arch, const std::vector<std::string>& clients) {
     const std::vector<std::string> wanted = clients.empty() ? clients_in(files, arch) : clients;
-    vandrel::LaunchOptions options;
-    options.arch = vandrel::utf8_to_wide(arch);
-    options.client_executable = vandrel::utf8_to_wide(wanted.front());
-    options.client_root = kClientFolder;
-    check_for_client(entries, release, options);
+    const Judge judge(files, release, arch, wanted.empty() ? client_names(arch).front() : wanted.front());
+    Verdicts verdicts{files, judge};
     for (const std::string& client : wanted) {  // the policy's one rule that depends on the client
-        if (!is_listed(files, client)) throw Refusal(client + ": " + std::string(kClientMissing));
+        if (is_listed(files, client) && is_listed(files, "init.lua")) continue;
+        verdicts.texts.push_back(client + ": " + std::string(kClientMissing));
     }
+    if (wanted.empty()) verdicts.texts.emplace_back("the folder holds no client executable");
+    const bool client_is_missing = !verdicts.texts.empty();
+    const bool accepted = !judge.ask(verdicts.not_refused());
+    if (!accepted) verdicts.ask_of_each();
+    verdicts.ask_of_pairs();
+    if (!accepted) verdicts.ask_of_the_rest(client_is_missing);
+    return std::move(verdicts.texts);
 }
 
 }  // namespace vandrel_release

@@ -1,4 +1,5 @@
-// Holds a release against the policy of the helper that will install it, by the helper's own code.
+// Holds a release against the policy of the helper that will install it, by the helper's own code; and against what
+// Windows makes of its names.
 #pragma once
 
 #include <cstdint>
@@ -9,14 +10,21 @@
 
 namespace vandrel_release {
 
-// Asks the helper whether it would accept the release, once for each client executable; no `clients` means each one
-// that the release holds. Digests aren't looked at. Throws Refusal with the helper's own text:
-//   "PATH: TEXT"    for one file: the first, in the order given, that can't be part of this release
-//   "TEXT"          for the release as a whole
-//   "CLIENT: TEXT"  if that client's executable or "init.lua" is missing
+// Throws Refusal "NAME: no client executable of channel ARCH" if one of the names isn't one.
+void require_client_names(const std::vector<std::string>& clients, const std::string& arch);
+
+// Everything for which the helper would not install the release, in its own words, asked once for each client
+// executable; no `clients` means each one that the release holds. Digests aren't looked at. The texts:
+//   "PATH: WORDS"    for each file that can't be part of this release; of two that exclude each other, for the later;
+//                    of those that are too much in all, for the first
+//   "CLIENT: WORDS"  if that client's executable or "init.lua" is missing
 //   "the folder holds no client executable" if none is named and none is found
-//   "NAME: no client executable of channel ARCH" if the name isn't one
-void check_policy(const std::vector<ReleaseFile>& files, std::uint32_t release, const std::string& arch,
-                  const std::vector<std::string>& clients);
+// The helper takes names for one that differ in the case of A to Z; Windows does so in any script. Where the helper has
+// no words for two such names, ours are
+//   "PATH: Windows takes this name and OTHER for one"
+//   "PATH: Windows takes a folder of this path and the file OTHER for one", or the other way round
+// Time grows with the number of files, whatever is wrong with them.
+std::vector<std::string> policy_refusals(const std::vector<ReleaseFile>& files, std::uint32_t release,
+                                         const std::string& arch, const std::vector<std::string>& clients);
 
 }  // namespace vandrel_release

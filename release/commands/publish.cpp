@@ -2,6 +2,7 @@
 #include <ostream>
 
 #include "release/commands/commands.h"
+#include "release/commands/release_option.h"
 #include "release/publish.h"
 #include "release/refusal.h"
 
@@ -25,18 +26,19 @@ void add_publish(CLI::App& app, Action& action) {
     command->footer(
         "Every file of the folder becomes part of the release. What the helper would refuse to install is refused "
         "here,\n"
-        "with the helper's own reason; what isn't part of a release must be named with --skip.");
+        "all at once, with the helper's own reasons; what isn't part of a release must be named with --skip.");
     command->add_option("--folder", options.folder, "The complete client folder")->required();
-    command->add_option("--release", options.release, "Release number, 1 to 4294967295")->required();
+    add_release_option(*command, options.release)->required();
     command->add_option("--key", options.key, "The private key (PEM)")->required();
     command->add_option("--tree", options.tree, "The tree to serve; made if it doesn't exist")->required();
     command->add_option("--arch", options.arch, "Channel")->capture_default_str();
     command->add_option("--client", options.clients,
                         "Client executable that must be able to take the release; may be repeated (default: each of\n"
                         "brindler_dx_x64.exe and brindler_gl_x64.exe that the folder holds)");
-    command->add_option("--skip", options.skip_patterns,
-                        "Leave out what matches: a path, or a pattern in which * and ? stand for anything, \"/\" too;\n"
-                        "a folder goes with all that it holds; may be repeated");
+    command->add_option(
+        "--skip", options.skip_patterns,
+        "Leave out what matches: a path, or a pattern in which * stands for anything, \"/\" too, and ? for one\n"
+        "character; a folder goes with all that it holds; may be repeated");
     command->add_flag("--allow-older", options.allow_older, "Accept a number below the newest one in the tree");
     command->callback([given, &action] {
         action = [given](const Console& console) {

@@ -1,5 +1,6 @@
 // What `publish` makes, and how it leaves the tree.
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <csignal>
 
@@ -43,20 +44,41 @@ TEST_F(Publish, what_is_skipped_is_named_and_the_rest_is_published) {
     Files client = smallest_client();
     client["notes.txt"] = client["data/trace.log"] = client["data/deep/trace.log"] = client["data/kept"] = "?";
     client[".vandrel-updater/job/staging.transaction"] = "?";
+    client["modules/[a-z].lua"] = client["modules/b.lua"] = client["layouts/\u00e9.ui"] = client["layouts/ab.ui"] = "?";
     make_folder(client);
     fs::create_directory_symlink("/", folder_ / "root");
     fs::create_directories(folder_ / "data/hollow");
-    const Outcome outcome = publish("1", {"--skip", "notes.txt", "--skip", "*.log", "--skip", ".vandrel-updater",
-                                          "--skip", "root", "--skip", "x?"});
+    const Outcome outcome =
+        publish("1", {"--skip", "notes.txt", "--skip", "*.log", "--skip", ".vandrel-updater/", "--skip", "root",
+                      "--skip", "x?", "--skip", "init.lua/", "--skip", "modules/[a-z].lua", "--skip", "layouts/?.ui"});
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out,
-              "skipped .vandrel-updater/\nskipped data/deep/trace.log\nskipped data/trace.log\nskipped notes.txt\n"
-              "skipped root\nnote: data/hollow/ is empty and not part of the release\n"
-              "note: --skip x? matched nothing\npublished release 1: 3 files, 16 bytes, manifest 564 bytes\n");
+              "skipped .vandrel-updater/\nskipped data/deep/trace.log\nskipped data/trace.log\n"
+              "skipped layouts/\u00e9.ui\nskipped modules/[a-z].lua\nskipped notes.txt\nskipped root\n"
+              "note: data/hollow/ is empty and not part of the release\nnote: --skip x? matched nothing\n"
+              "note: --skip init.lua/ matched nothing\n"
+              "published release 1: 5 files, 18 bytes, manifest 674 bytes\n");
     EXPECT_EQ(everything_in(tree_ / "64/releases/1/files"), (Files{{"init.lua", client["init.lua"]},
                                                                    {"brindler_dx_x64.exe", "client"},
                                                                    {"data", "folder"},
-                                                                   {"data/kept", "?"}}));
+                                                                   {"data/kept", "?"},
+                                                                   {"layouts", "folder"},
+                                                                   {"layouts/ab.ui", "?"},
+                                                                   {"modules", "folder"},
+                                                                   {"modules/b.lua", "?"}}));
+}
+
+TEST_F(Publish, the_tree_can_be_read_by_everybody_whatever_the_umask) {
+    Files client = smallest_client();
+    client["data/a"] = "a";
+    make_folder(client);
+    fs::permissions(folder_ / "data/a", fs::perms::owner_all);
+    const mode_t before = ::umask(077);
+    EXPECT_EQ(publish("1").exit_code, 0);
+    EXPECT_EQ(::umask(before), 077U);
+    for (const fs::directory_entry& found : fs::recursive_directory_iterator(top_ / "tree")) {
+        EXPECT_EQ(static_cast<unsigned>(found.status().permissions()), found.is_directory() ? 0755U : 0644U) << found;
+    }
 }
 
 TEST_F(Publish, an_older_release_becomes_current_only_on_demand) {

@@ -1,0 +1,79 @@
+#include "release/name_conflicts.h"
+
+#include <algorithm>
+#include <string_view>
+#include <unordered_map>
+
+#include "safefs/text_encoding.h"
+#include "winsim/disk_names.h"
+
+namespace vandrel_release {
+namespace {
+
+std::string_view folder_of(std::string_view name) {
+    const std::size_t slash = name.rfind('/');
+    return slash == std::string_view::npos ? std::string_view() : name.substr(0, slash);
+}
+
+struct Search {
+    std::vector<std::string> names;
+    std::unordered_map<std::string_view, std::size_t> files;  // by name: the first that has it
+    std::vector<bool> refused;
+    std::vector<NameConflict> conflicts;
+
+    explicit Search(const std::vector<ReleaseFile>& listed) : refused(listed.size(), false) {
+        names.reserve(listed.size());
+        files.reserve(listed.size());
+        for (const ReleaseFile& file : listed) names.push_back(windows_name(file.path));
+    }
+
+    void add(std::size_t one, std::size_t other, bool same_name) {
+        const auto [earlier, later] = std::minmax(one, other);
+        if (refused[earlier] || refused[later]) return;
+        refused[later] = true;
+        conflicts.push_back({earlier, later, same_name});
+    }
+
+    void find_same_names() {
+        for (std::size_t index = 0; index < names.size(); ++index) {
+            const auto [found, is_new] = files.emplace(names[index], index);
+            if (!is_new) add(found->second, index, true);
+        }
+    }
+
+    void find_files_above(std::size_t index) {
+        for (auto folder = folder_of(names[index]); !folder.empty(); folder = folder_of(folder)) {
+            if (const auto found = files.find(folder); found != files.end()) add(found->second, index, false);
+        }
+    }
+};
+
+}  // namespace
+
+std::string windows_name(const std::string& path) {
+    const bool ascii = std::all_of(path.begin(), path.end(), [](char unit) { return (unit & 0x80) == 0; });
+    if (!ascii) {
+        const std::wstring wide = vandrel::utf8_to_wide(path);
+        return wide.empty() ? path : vandrel::wide_to_utf8(winsim::fold(wide));
+    }
+    std::string name = path;
+    for (char& unit : name) unit = static_cast<char>(winsim::fold(static_cast<wchar_t>(unit)));
+    return name;
+}
+
+std::vector<NameConflict> find_name_conflicts(const std::vector<ReleaseFile>& files) {
+    Search search(files);
+    search.find_same_names();
+    std::string_view
+        clean;  // a folder that nothing stands in the way of; most files lie where the one before them does
+    for (std::size_t index = 0; index < files.size(); ++index) {
+        const std::string_view folder = folder_of(search.names[index]);
+        if (folder == clean) continue;
+        const std::size_t before = search.conflicts.size();
+        search.find_files_above(index);
+        if (search.conflicts.size() == before && !search.refused[index]) clean = folder;
+    }
+    return std::move(search.conflicts);
+}
+
+}  // namespace vandrel_release

@@ -1,114 +1,54 @@
 #include "release/endpoint.h"
 
-#include <httplib.h>
-#include <openssl/ssl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <map>
+#include <ctime>
 #include <optional>
 #include <thread>
-#include <vector>
 
-#include "release/query.h"
+#include "release/exchange.h"
 #include "release/refusal.h"
 #include "release/served_tree.h"
-#include "release/tree.h"
+#include "release/tls_server.h"
 
 namespace vandrel_release {
 namespace {
 
-constexpr std::size_t kConnectionThreads = 32;
-constexpr std::size_t kRequestsPerConnection = 100000;
-constexpr std::time_t kIdleSeconds = 2;  // bounds how long a stop waits for an idle connection
-constexpr std::time_t kTransferSeconds = 30;
+constexpr std::size_t kRequestsPerConnection = 1000000;
+constexpr std::size_t kMaxRequestBodyBytes = 4096;  // no request has a body
 constexpr std::size_t kChunkBytes = 64U << 10U;
+constexpr std::chrono::seconds kStallTime{60};
+constexpr std::chrono::milliseconds kLookEvery{50};
 constexpr const char* kContentType = "application/octet-stream";
 
-using Members = std::map<std::string, std::string>;
+// The request that this thread answers: a connection has a thread of its own.
+thread_local LogLine exchange;
 
-struct Answer {
-    int status = 200;
-    std::optional<ServedFile> content;  // with status 200
+// The body of one answer.
+struct Body {
+    ServedFile source;
+    std::optional<Fault> fault;
+
+    std::uint64_t broken_off_at() const {
+        return fault == Fault::kTruncate || fault == Fault::kStall ? source.size / 2 : source.size;
+    }
 };
 
-bool has_exactly(const Members& members, const std::vector<std::string>& names) {
-    return members.size() == names.size() &&
-           std::all_of(names.begin(), names.end(), [&](const std::string& name) { return members.count(name) == 1; });
-}
-
-Answer from_tree(std::optional<ServedFile> content) {
-    return content ? Answer{200, std::move(content)} : Answer{404, std::nullopt};
-}
-
-Answer answer_manifest(ServedTree& tree, const Members& query) {
-    if (!has_exactly(query, {"action", "arch"})) {
-        return {400, std::nullopt};
-    }
-    return query.at("arch") == kArch ? from_tree(tree.open_manifest()) : Answer{404, std::nullopt};
-}
-
-Answer answer_download(ServedTree& tree, const Members& query) {
-    if (!has_exactly(query, {"action", "arch", "release", "file"})) {
-        return {400, std::nullopt};
-    }
-    const std::optional<std::uint32_t> release = parse_release_number(query.at("release"));
-    if (!release) {
-        return {400, std::nullopt};
-    }
-    return query.at("arch") == kArch ? from_tree(tree.open_file(*release, query.at("file")))
-                                     : Answer{404, std::nullopt};
-}
-
-Answer answer(ServedTree& tree, const std::string& target) {
-    const std::optional<Members> query = parse_query(target);
-    if (!query || query->count("action") == 0) {
-        return {400, std::nullopt};
-    }
-    const std::string& action = query->at("action");
-    if (action == "manifest") return answer_manifest(tree, *query);
-    return action == "download" ? answer_download(tree, *query) : Answer{404, std::nullopt};
-}
-
-// What the log says a request was about.
-std::string subject_of(const httplib::Request& request) {
-    const Members query = parse_query(request.target).value_or(Members());
-    const auto action = query.find("action");
-    if (request.path != kEndpointPath || action == query.end()) return "request";
-    const auto file = query.find("file");
-    if (action->second == "download" && file != query.end()) return "download " + printable(file->second);
-    return action->second == "manifest" ? "manifest" : "request";
-}
-
-std::string log_line(const httplib::Request& request, const httplib::Response& response) {
-    const std::string subject = subject_of(request);
-    std::string line = subject + " " + std::to_string(response.status);
-    if (subject == "manifest" && response.status == 200) {
-        line += " " + response.get_header_value("Content-Length") + " bytes";
-    }
-    const bool has_body =
-        response.status == 200 && request.method != "HEAD" && response.get_header_value("Content-Length") != "0";
-    return has_body && !response.content_provider_success_ ? line + " broken off" : line;
-}
-
-std::string reason_of(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const std::exception& error) {
-        return error.what();
-    } catch (...) {
-        return "unknown";
-    }
-}
-
-bool load_certificate(SSL_CTX& context, const EndpointOptions& options) {
-    return SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1 &&
-           SSL_CTX_set_max_proto_version(&context, TLS1_2_VERSION) == 1 &&
-           SSL_CTX_use_certificate_chain_file(&context, options.certificate.c_str()) == 1 &&
-           SSL_CTX_use_PrivateKey_file(&context, options.certificate_key.c_str(), SSL_FILETYPE_PEM) == 1 &&
-           SSL_CTX_check_private_key(&context) == 1;
+// Sends some bytes from `offset` on. False if the answer ends here.
+bool send_chunk(const Body& body, std::uint64_t offset, httplib::DataSink& sink) {
+    const std::uint64_t left = body.broken_off_at() - offset;
+    std::vector<char> buffer(static_cast<std::size_t>(std::min<std::uint64_t>(left, kChunkBytes)));
+    const ssize_t count = ::pread(body.source.file.get(), buffer.data(), buffer.size(), static_cast<off_t>(offset));
+    if (count <= 0) return false;
+    const std::uint64_t middle = body.source.size / 2;
+    const auto end = offset + static_cast<std::uint64_t>(count);
+    if (body.fault == Fault::kCorrupt && offset <= middle && middle < end) buffer[middle - offset] ^= 1;
+    if (!sink.write(buffer.data(), static_cast<std::size_t>(count))) return false;
+    exchange.sent_bytes = end;
+    return true;
 }
 
 }  // namespace
@@ -116,23 +56,21 @@ bool load_certificate(SSL_CTX& context, const EndpointOptions& options) {
 struct Endpoint::Impl {
     EndpointOptions options;
     ServedTree tree;
-    httplib::SSLServer server;
+    FaultPlan faults;
+    TlsServer server;
     std::thread acceptor;
     std::atomic<bool> accepting = false;
-    std::atomic<bool> stopping = false;
     std::uint16_t port = 0;
 
     explicit Impl(EndpointOptions given)
         : options(std::move(given)),
           tree(options.tree),
-          server([this](SSL_CTX& context) { return load_certificate(context, options); }) {}
+          faults(options.faults),
+          server(options.certificate, options.certificate_key) {}
 
     void set_up() {
-        server.new_task_queue = [] { return new httplib::ThreadPool(kConnectionThreads); };
         server.set_keep_alive_max_count(kRequestsPerConnection);
-        server.set_keep_alive_timeout(kIdleSeconds);
-        server.set_read_timeout(kTransferSeconds);
-        server.set_write_timeout(kTransferSeconds);
+        server.set_payload_max_length(kMaxRequestBodyBytes);
         server.set_tcp_nodelay(true);
         // Not the library's default, which would let a second server share the port unseen.
         server.set_socket_options([](socket_t socket) {
@@ -142,48 +80,68 @@ struct Endpoint::Impl {
         server.set_default_headers({{"Cache-Control", "no-store"}});
         server.Get("/client-brd/updater\\.php",
                    [this](const httplib::Request& request, httplib::Response& response) { handle(request, response); });
-        server.set_exception_handler(
-            [this](const httplib::Request&, httplib::Response& response, std::exception_ptr failure) {
-                response.status = 500;  // the reason is the publisher's business alone
-                options.log("error: " + reason_of(failure));
-            });
-        server.set_logger([this](const httplib::Request& request, const httplib::Response& response) {
-            options.log(log_line(request, response));
-        });
+        server.set_logger(
+            [this](const httplib::Request& request, const httplib::Response& response) { log(request, response); });
+        server.on_failed_handshake = [this](const std::string& reason) {
+            options.log(format({TlsServer::client(), 0, 0, 0, "handshake", std::nullopt, reason}, std::time(nullptr)));
+        };
     }
 
     void handle(const httplib::Request& request, httplib::Response& response) {
-        Answer answered = request.ranges.empty() ? answer(tree, request.target) : Answer{416, std::nullopt};
+        Answer answered = answer(tree, request.target);
+        if (!request.ranges.empty()) {
+            answered.status = 416;
+            answered.content.reset();
+        }
+        if (!answered.error.empty()) options.log("error: " + answered.error);
         response.status = answered.status;
-        if (!answered.content) return;
-        if (answered.content->size == 0) {  // to the library, a provider of no bytes is none
+        exchange = LogLine{"", answered.status, 0, 0, answered.what, answered.release, answered.path};
+        if (answered.content) give(std::move(*answered.content), response);
+    }
+
+    void give(ServedFile content, httplib::Response& response) {
+        if (content.size == 0) {  // to the library, a provider of no bytes is none
             response.set_content("", kContentType);
             return;
         }
-        const auto size = static_cast<std::size_t>(answered.content->size);
-        const auto file = std::make_shared<FileHandle>(std::move(answered.content->file));
-        response.set_content_provider(size, kContentType,
-                                      [this, file](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
-                                          return !stopping && send_chunk(*file, offset, length, sink);
+        const auto body = std::make_shared<Body>(Body{std::move(content), faults.next(exchange.what)});
+        exchange.size_bytes = body->source.size;
+        if (body->fault) exchange.what += std::string("!") + name_of(*body->fault);
+        if (body->fault == Fault::kClose) TlsServer::abandon();
+        if (body->fault == Fault::kStatus503) {
+            response.status = exchange.status = 503;
+            exchange.size_bytes = 0;
+            return;
+        }
+        response.set_content_provider(static_cast<std::size_t>(body->source.size), kContentType,
+                                      [this, body](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+                                          return provide(*body, offset, sink);
                                       });
     }
 
-    static bool send_chunk(const FileHandle& file, std::size_t offset, std::size_t length, httplib::DataSink& sink) {
-        std::vector<char> buffer(std::min(length, kChunkBytes));
-        const ssize_t count = ::pread(file.get(), buffer.data(), buffer.size(), static_cast<off_t>(offset));
-        return count > 0 && sink.write(buffer.data(), static_cast<std::size_t>(count));
+    bool provide(const Body& body, std::uint64_t offset, httplib::DataSink& sink) const {
+        if (offset < body.broken_off_at()) return !server.is_stopping() && send_chunk(body, offset, sink);
+        const auto end = std::chrono::steady_clock::now() + kStallTime;
+        while (body.fault == Fault::kStall && !server.is_stopping() && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(kLookEvery);
+        }
+        return false;
+    }
+
+    // Called by the library for each request, once nothing more of the answer follows.
+    void log(const httplib::Request& request, const httplib::Response& response) const {
+        if (exchange.what == "request") exchange.path = request.method + " " + request.target;
+        if (request.method == "HEAD") exchange.size_bytes = 0;
+        exchange.client = TlsServer::client();
+        exchange.status = response.status;
+        options.log(format(exchange, std::time(nullptr)));
+        exchange = LogLine();
     }
 
     void bind() {
-        const int wanted = options.port;
-        int bound = -1;
-        if (wanted == 0) {
-            bound = server.bind_to_any_port(options.address);
-        } else if (server.bind_to_port(options.address, wanted)) {
-            bound = wanted;
-        }
+        const int bound = server.bind(options.address, options.port);
         if (bound <= 0) {
-            throw Refusal("cannot listen on " + printable(options.address) + " port " + std::to_string(wanted));
+            throw Refusal("cannot listen on " + printable(options.address) + " port " + std::to_string(options.port));
         }
         port = static_cast<std::uint16_t>(bound);
     }
@@ -200,17 +158,12 @@ struct Endpoint::Impl {
     }
 
     void stop() {
-        stopping = true;
-        server.stop();
+        server.stop_all();
         acceptor.join();
     }
 };
 
 Endpoint::Endpoint(EndpointOptions options) : impl_(std::make_unique<Impl>(std::move(options))) {
-    if (!impl_->server.is_valid()) {
-        refuse_crypto("cannot use the certificate " + printable(impl_->options.certificate.string()) +
-                      " with the key " + printable(impl_->options.certificate_key.string()));
-    }
     impl_->set_up();
     impl_->bind();
     impl_->start();

@@ -5,7 +5,12 @@
 //
 // 200 with the exact Content-Length, always the whole; 400 if the query is malformed, incomplete or has a member too
 // many; 404 for an action, channel, release or file that isn't there, and for every other path; 416 if only a part is
-// asked for; 500 if the tree is damaged.
+// asked for; 500 if the tree is damaged. Publications, activations and removed releases are seen by the next request.
+//
+// A connection serves any number of requests. It is kept for 120 s between two of them, far longer than the helper
+// pauses anywhere (it asks once on each connection, and waits 10 s for an answer), and for 30 s while its client owes
+// the rest of a handshake or a request, or doesn't take what it is sent. Up to 2000 connections are held at once, fewer
+// if the system's limit of open files wants it; beyond that the one that was silent the longest makes way.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +18,9 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
+
+#include "release/fault_plan.h"
 
 namespace vandrel_release {
 
@@ -21,12 +29,14 @@ inline constexpr const char* kEndpointPath = "/client-brd/updater.php";
 struct EndpointOptions {
     std::filesystem::path tree;
     std::string address = "127.0.0.1";
-    std::uint16_t port = 0;                       // 0: any that is free
-    std::filesystem::path certificate;            // PEM, the chain
-    std::filesystem::path certificate_key;        // PEM
-    std::function<void(const std::string&)> log;  // one line per request, once it has been answered; from any thread:
-                                                  // "manifest 200 1234 bytes", "download data/x 200",
-                                                  // "request 400"; " broken off" behind it if the client left early
+    std::uint16_t port = 0;                 // 0: any that is free
+    std::filesystem::path certificate;      // PEM, the chain
+    std::filesystem::path certificate_key;  // PEM
+    std::vector<FaultRule> faults;          // answers that shall go wrong
+    // Gets one line per request, as exchange.h has it, once it has been answered or broken off; one, "TIME CLIENT 0 0
+    // handshake - REASON", for each client that can't agree on TLS; and "error: ..." where the tree is damaged. Without
+    // a line end, from any thread.
+    std::function<void(const std::string&)> log;
 };
 
 // Serves from its construction to its destruction.
@@ -34,8 +44,7 @@ class Endpoint {
  public:
     // Clients are answered when it returns. Throws Refusal if the certificate or the port can't be had.
     explicit Endpoint(EndpointOptions options);
-    // Breaks transfers off, and waits for their end: up to 2 seconds for an idle connection, 30 for a client that has
-    // stopped reading.
+    // Breaks transfers off and cuts every connection. Waits for nothing but a read from the disk.
     ~Endpoint();
     Endpoint(const Endpoint&) = delete;
     Endpoint& operator=(const Endpoint&) = delete;

@@ -16,6 +16,15 @@ std::vector<std::string> sorted(std::vector<std::string> texts) {
     return texts;
 }
 
+// Nothing that a terminal takes for a command, and nothing that breaks a line or turns its direction.
+bool is_shown_as_it_is(unsigned long character) {
+    const bool is_control = character < 0x20 || (character >= 0x7F && character < 0xA0);
+    const bool is_break_or_direction = (character >= 0x200E && character <= 0x200F) ||
+                                       (character >= 0x2028 && character <= 0x202E) ||
+                                       (character >= 0x2066 && character <= 0x2069);
+    return !is_control && !is_break_or_direction;
+}
+
 }  // namespace
 
 Refusals::Refusals(std::vector<std::string> several)
@@ -50,7 +59,7 @@ std::string printable(const std::string& path) {
         const auto* bytes = reinterpret_cast<const unsigned char*>(path.data()) + at;
         unsigned long character = 0;
         const int length = UTF8_getc(bytes, static_cast<int>(std::min<std::size_t>(path.size() - at, 4)), &character);
-        if (length > 0 && character >= 0x20 && character != 0x7F) {
+        if (length > 0 && is_shown_as_it_is(character)) {
             shown.append(path, at, static_cast<std::size_t>(length));
             at += static_cast<std::size_t>(length);
         } else {

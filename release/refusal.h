@@ -31,8 +31,8 @@ void refuse_any(std::vector<std::string> texts);
 // "`what`: the oldest error of libcrypto's queue", which is emptied.
 [[noreturn]] void refuse_crypto(const std::string& what);
 
-// A path as it can stand in a message: control characters and bytes that are no valid UTF-8 appear as \xNN, everything
-// else as it is.
+// A path as it can stand in a message: control characters, characters that break lines or turn the direction of
+// writing, and bytes that are no valid UTF-8 appear as \xNN, everything else as it is.
 std::string printable(const std::string& path);
 
 }  // namespace vandrel_release

@@ -1,7 +1,6 @@
 #include "release/serve.h"
 
 #include <signal.h>
-#include <unistd.h>
 
 #include <memory>
 #include <mutex>
@@ -15,7 +14,6 @@ namespace vandrel_release {
 namespace {
 
 constexpr timespec kLookEvery{0, 200'000'000};
-constexpr unsigned kMaxStopSeconds = 5;
 
 // SIGINT and SIGTERM are blocked as long as this stands; threads that are made meanwhile inherit that.
 class StopSignals {
@@ -50,8 +48,8 @@ void serve(const ServeOptions& options, std::ostream& out) {
         throw Refusal(printable(options.tree.string()) + " is not a folder");
     }
     const StopSignals signals;
-    EndpointOptions endpoint_options{options.tree,        options.address,         options.port,
-                                     options.certificate, options.certificate_key, {}};
+    EndpointOptions endpoint_options{
+        options.tree, options.address, options.port, options.certificate, options.certificate_key, options.faults, {}};
     if (!options.make_certificate.empty()) {
         const TestCertificate made = make_test_certificate(options.make_certificate, options.hosts);
         endpoint_options.certificate = made.certificate;
@@ -68,11 +66,6 @@ void serve(const ServeOptions& options, std::ostream& out) {
     while (!signals.wait()) {
         if (!endpoint->is_serving()) throw Refusal("connections can no longer be accepted");
     }
-    // A client that has stopped reading must not hold the process up. SIGALRM's default action would look like a crash.
-    ::signal(SIGALRM, [](int) { ::_exit(0); });
-    ::alarm(kMaxStopSeconds);
-    endpoint.reset();
-    ::alarm(0);
 }
 
 }  // namespace vandrel_release

@@ -9,42 +9,63 @@ namespace {
 
 constexpr std::size_t kKeptLists = 4;
 
+std::uint64_t size_of(const struct stat& status) {
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
 }  // namespace
 
 std::optional<ServedFile> ServedTree::open_manifest() {
-    const std::optional<std::uint32_t> release = current_release(tree_);
-    if (!release) return std::nullopt;
-    const std::filesystem::path path = manifest_path(release_folder(tree_, *release));
-    ServedFile served{open_for_reading(path), 0};
-    served.size = static_cast<std::uint64_t>(status_of(served.file, path).st_size);
-    return served;
+    std::optional<std::uint32_t> release = current_release(tree_);
+    while (release) {
+        const std::filesystem::path path = manifest_path(release_folder(tree_, *release));
+        try {
+            FileHandle file = open_for_reading(path);
+            const std::uint64_t size = size_of(status_of(file, path));
+            return ServedFile{std::move(file), size, *release};
+        } catch (const Refusal&) {
+            const std::optional<std::uint32_t> now = current_release(tree_);
+            if (now == release) throw;  // else it was removed because another is current since
+            release = now;
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<ServedFile> ServedTree::open_file(std::uint32_t release, const std::string& path) {
-    const std::shared_ptr<const Sizes> sizes = listed_sizes(release);
-    if (!sizes) return std::nullopt;
-    const auto listed = sizes->find(path);
-    if (listed == sizes->end()) return std::nullopt;
-    const std::filesystem::path files = files_folder(release_folder(tree_, release));
-    ServedFile served{open_beneath(files, path), listed->second};
-    if (!served.file || static_cast<std::uint64_t>(status_of(served.file, files / path).st_size) != served.size) {
-        throw Refusal(printable(path) + " of release " + std::to_string(release) + " is missing or damaged");
-    }
-    return served;
+    const std::shared_ptr<const List> list = list_of(release);
+    if (!list) return std::nullopt;
+    const auto listed = list->sizes.find(path);
+    if (listed == list->sizes.end()) return std::nullopt;
+    const std::filesystem::path folder = release_folder(tree_, release);
+    ServedFile served{open_beneath(files_folder(folder), path), listed->second, release};
+    if (served.file && size_of(status_of(served.file, folder / path)) == served.size) return served;
+    if (!std::filesystem::exists(manifest_path(folder))) return std::nullopt;  // removed meanwhile
+    throw Refusal(printable(path) + " of release " + std::to_string(release) + " is missing or damaged");
 }
 
-std::shared_ptr<const ServedTree::Sizes> ServedTree::listed_sizes(std::uint32_t release) {
+std::shared_ptr<const ServedTree::List> ServedTree::list_of(std::uint32_t release) {
     const std::scoped_lock lock(mutex_);
-    if (const auto kept = lists_.find(release); kept != lists_.end()) return kept->second;
     const std::filesystem::path path = manifest_path(release_folder(tree_, release));
-    if (!std::filesystem::exists(path)) return nullptr;
-    auto sizes = std::make_shared<Sizes>();
+    struct stat now {};
+    if (::lstat(path.c_str(), &now) != 0) {
+        lists_.erase(release);
+        return nullptr;
+    }
+    const auto kept = lists_.find(release);
+    if (kept != lists_.end() && kept->second->inode == now.st_ino &&
+        kept->second->changed.tv_sec == now.st_ctim.tv_sec && kept->second->changed.tv_nsec == now.st_ctim.tv_nsec) {
+        return kept->second;
+    }
+    auto list = std::make_shared<List>();
+    list->inode = now.st_ino;
+    list->changed = now.st_ctim;
     for (const ReleaseFile& file : list_manifest(read_small_file(path, kMaxManifestBytes)).files) {
-        sizes->emplace(file.path, file.size);
+        list->sizes.emplace(file.path, file.size);
     }
     if (lists_.size() >= kKeptLists) lists_.clear();
-    lists_.emplace(release, sizes);
-    return sizes;
+    lists_[release] = list;
+    return list;
 }
 
 }  // namespace vandrel_release

@@ -1,6 +1,8 @@
 // What the endpoint may hand out: manifests of the tree, and the files that they list. Safe to use from several
-// threads.
+// threads. Publications, activations and removed releases are seen by the next call; what is open stays whole.
 #pragma once
+
+#include <sys/types.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -18,13 +20,14 @@ namespace vandrel_release {
 struct ServedFile {
     FileHandle file;
     std::uint64_t size = 0;
+    std::uint32_t release = 0;
 };
 
 class ServedTree {
  public:
     explicit ServedTree(std::filesystem::path tree) : tree_(std::move(tree)) {}
 
-    // The manifest of the current release; nothing if none is published.
+    // The manifest of the current release; nothing if none is published. Refusal if it is missing.
     std::optional<ServedFile> open_manifest();
 
     // A file of a release, by the exact spelling in that release's manifest; nothing if there is no such release, or
@@ -32,13 +35,17 @@ class ServedTree {
     std::optional<ServedFile> open_file(std::uint32_t release, const std::string& path);
 
  private:
-    using Sizes = std::unordered_map<std::string, std::uint64_t>;
-    std::shared_ptr<const Sizes> listed_sizes(std::uint32_t release);
+    struct List {
+        ino_t inode = 0;  // of the manifest: a number that was removed and published anew is another release
+        timespec changed{};
+        std::unordered_map<std::string, std::uint64_t> sizes;
+    };
+    std::shared_ptr<const List> list_of(std::uint32_t release);
 
     std::filesystem::path tree_;
     std::mutex mutex_;
-    // A published release never changes, so its list is read once; few are kept, since a list can have 100000 entries.
-    std::map<std::uint32_t, std::shared_ptr<const Sizes>> lists_;
+    // A release is read once; few are kept, since a list can have 100000 entries.
+    std::map<std::uint32_t, std::shared_ptr<const List>> lists_;
 };
 
 }  // namespace vandrel_release

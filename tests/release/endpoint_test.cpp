@@ -1,14 +1,17 @@
 // The endpoint, asked over HTTPS.
+#include <arpa/inet.h>
 #include <httplib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <regex>
 #include <sstream>
 
 #include "release/command_line.h"
@@ -36,14 +39,14 @@ class EndpointTest : public ReleaseTest {
         EXPECT_EQ(publish("2").exit_code, 0);
     }
 
-    void start() {
+    void start(const std::vector<vandrel_release::FaultRule>& faults = {}) {
         const auto certificate = vandrel_release::make_test_certificate(top_ / "tls", {"updates.example"});
         const auto log = [this](const std::string& line) {
             const std::scoped_lock lock(mutex_);
             log_.push_back(line);
         };
-        endpoint_ = std::make_unique<vandrel_release::Endpoint>(
-            vandrel_release::EndpointOptions{tree_, "127.0.0.1", 0, certificate.certificate, certificate.key, log});
+        endpoint_ = std::make_unique<vandrel_release::Endpoint>(vandrel_release::EndpointOptions{
+            tree_, "127.0.0.1", 0, certificate.certificate, certificate.key, faults, log});
     }
 
     void trust(httplib::SSLClient& client) const {
@@ -62,9 +65,11 @@ class EndpointTest : public ReleaseTest {
     }
 
     // Lines come once an answer is complete, which a client may see first: the endpoint's end is waited for. Answers on
-    // several connections may be logged in any order, so the lines are sorted.
+    // several connections may be logged in any order, so the lines are sorted; their time and client are left out.
     std::vector<std::string> sorted_log() {
         endpoint_.reset();
+        static const std::regex begin(R"(^20\d\d-\d\d-\d\dT\d\d:\d\d:\d\dZ 127\.0\.0\.1:\d+ )");
+        for (std::string& line : log_) line = std::regex_replace(line, begin, "");
         std::sort(log_.begin(), log_.end());
         return log_;
     }
@@ -97,11 +102,12 @@ TEST_F(EndpointTest, the_manifest_and_every_file_come_whole_over_one_connection)
     const std::string newer = read(tree_ / "64/releases/3/manifest.bin");
     expect_body(kPath + "?action=manifest&arch=64", newer);
     client->stop();
+    const std::string size = std::to_string(manifest.size());
     EXPECT_EQ(sorted_log(),
-              (std::vector<std::string>{"download data/Mapa do céu + 100%.png 200", "download data/large 200",
-                                        "download data/nothing 200", "download init.lua 200", "download init.lua 200",
-                                        "manifest 200 " + std::to_string(manifest.size()) + " bytes",
-                                        "manifest 200 " + std::to_string(newer.size()) + " bytes"}));
+              (std::vector<std::string>{"200 0 download 2 data/nothing", "200 20971523 download 2 data/large",
+                                        "200 3 download 2 data/Mapa do céu + 100%.png", "200 " + size + " manifest 2",
+                                        "200 " + size + " manifest 3", "200 9 download 1 init.lua",
+                                        "200 9 download 2 init.lua"}));
 }
 
 TEST_F(EndpointTest, whatever_is_not_there_is_404_and_a_malformed_query_is_400) {
@@ -144,10 +150,10 @@ TEST_F(EndpointTest, a_damaged_tree_is_500_and_a_link_in_it_is_not_followed) {
     EXPECT_EQ(status_of(kDownload + "init.lua"), 500);
     EXPECT_EQ(status_of(kDownload + "data/large"), 500);
     EXPECT_EQ(status_of(kDownload + "brindler_dx_x64.exe"), 200);
-    EXPECT_EQ(sorted_log(),
-              (std::vector<std::string>{"download brindler_dx_x64.exe 200", "download data/large 500",
-                                        "download init.lua 500", "error: data/large of release 2 is missing or damaged",
-                                        "error: init.lua of release 2 is missing or damaged"}));
+    EXPECT_EQ(sorted_log(), (std::vector<std::string>{"200 6 download 2 brindler_dx_x64.exe",
+                                                      "500 0 download 2 data/large", "500 0 download 2 init.lua",
+                                                      "error: data/large of release 2 is missing or damaged",
+                                                      "error: init.lua of release 2 is missing or damaged"}));
 }
 
 TEST_F(EndpointTest, tls_1_2_is_spoken_alone_and_the_certificate_names_its_hosts_alone) {
@@ -169,13 +175,113 @@ TEST_F(EndpointTest, tls_1_2_is_spoken_alone_and_the_certificate_names_its_hosts
     }
 }
 
+TEST_F(EndpointTest, what_the_network_says_breaks_no_line_of_the_log) {
+    start();
+    EXPECT_EQ(status_of(kDownload + "a%0A%1B%5Bm%C2%9B%E2%80%AE"), 404);
+    EXPECT_EQ(status_of("/\x1B[m"), 404);
+    EXPECT_EQ(new_client()->Head(kDownload + "init.lua")->status, 200);
+    EXPECT_EQ(sorted_log(), (std::vector<std::string>{"200 0 download 2 init.lua",
+                                                      "404 0 download 2 a\\x0A\\x1B[m\\xC2\\x9B\\xE2\\x80\\xAE",
+                                                      "404 0 request - GET /\\x1B[m"}));
+}
+
+// A client that says nothing more once it has connected, sent some bytes of its greeting, or agreed on TLS.
+class SilentClient {
+ public:
+    SilentClient(int port, const std::string& greeting) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(::connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(::send(socket_, greeting.data(), greeting.size(), 0), static_cast<ssize_t>(greeting.size()));
+    }
+    ~SilentClient() { ::close(socket_); }
+    SilentClient(const SilentClient&) = delete;
+    SilentClient& operator=(const SilentClient&) = delete;
+    void agree_on_tls(SSL_CTX* context) {
+        tls_.reset(SSL_new(context));
+        SSL_set_fd(tls_.get(), socket_);
+        EXPECT_EQ(SSL_connect(tls_.get()), 1);
+    }
+
+ private:
+    int socket_;
+    std::unique_ptr<SSL, decltype(&SSL_free)> tls_{nullptr, SSL_free};
+};
+
+TEST_F(EndpointTest, a_thousand_silent_connections_hold_nobody_up_nor_the_end) {
+    start();
+    const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
+    std::vector<std::unique_ptr<SilentClient>> silent;
+    std::vector<std::unique_ptr<httplib::SSLClient>> idle;
+    for (int i = 0; i < 250; ++i) {
+        silent.push_back(std::make_unique<SilentClient>(endpoint_->port(), ""));
+        silent.push_back(std::make_unique<SilentClient>(endpoint_->port(), std::string("\x16\x03\x01\x02\0\x01", 6)));
+        silent.push_back(std::make_unique<SilentClient>(endpoint_->port(), ""));
+        silent.back()->agree_on_tls(context.get());
+        idle.push_back(new_client());
+        EXPECT_TRUE(idle.back()->Get(kDownload + "init.lua"));
+    }
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(status_of(kDownload + "data%2Flarge"), 200);
+    EXPECT_TRUE(idle.front()->Get(kDownload + "init.lua"));
+    endpoint_.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
+}
+
+TEST_F(EndpointTest, answers_fail_on_purpose_as_often_as_they_shall_and_then_no_more) {
+    std::vector<vandrel_release::FaultRule> rules;
+    for (const char* text : {"503:manifest:2", "truncate", "corrupt:download", "close"}) {
+        rules.push_back(vandrel_release::parse_fault_rule(text).value());
+    }
+    start(rules);
+    const auto sizes_of = [&](const std::string& target) { return new_client()->Get(target); };
+    EXPECT_EQ(status_of(kPath + "?action=manifest&arch=64"), 503);
+    EXPECT_EQ(status_of(kPath + "?action=manifest&arch=64"), 503);
+    EXPECT_EQ(status_of(kDownload + "none"), 404);
+    EXPECT_EQ(sizes_of(kDownload + "data%2Flarge").error(), httplib::Error::Read);
+    EXPECT_EQ(sizes_of(kDownload + "init.lua")->body, "prin\x75(2)\n");
+    EXPECT_EQ(sizes_of(kDownload + "init.lua").error(), httplib::Error::Read);
+    EXPECT_EQ(status_of(kDownload + "init.lua"), 200);
+    EXPECT_EQ(sorted_log(),
+              (std::vector<std::string>{"200 0/9 download!close 2 init.lua",
+                                        "200 10485761/20971523 download!truncate 2 data/large",
+                                        "200 9 download 2 init.lua", "200 9 download!corrupt 2 init.lua",
+                                        "404 0 download 2 none", "503 0 manifest!503 2", "503 0 manifest!503 2"}));
+    for (const char* text : {"", "403", "close:", "close:0", "stall:manifests"}) {
+        EXPECT_FALSE(vandrel_release::parse_fault_rule(text)) << text;
+    }
+}
+
+TEST_F(EndpointTest, a_release_that_goes_while_it_is_served_is_no_damage) {
+    start();
+    const fs::path second = tree_ / "64/releases/2";
+    const httplib::Result whole = new_client()->Get(kDownload + "data%2Flarge", [&](const char*, std::size_t) {
+        if (fs::exists(second)) write(tree_ / "64/current", "1\n"), fs::remove_all(second);
+        return true;
+    });
+    EXPECT_TRUE(whole);
+    EXPECT_EQ(status_of(kDownload + "init.lua"), 404);
+    EXPECT_EQ(new_client()->Get(kPath + "?action=manifest&arch=64")->body, read(tree_ / "64/releases/1/manifest.bin"));
+    make_folder(smallest_client());
+    ASSERT_EQ(publish("2").exit_code, 0);
+    EXPECT_EQ(new_client()->Get(kDownload + "init.lua")->body, "print(1)\n");
+    EXPECT_EQ(status_of(kDownload + "data%2Flarge"), 404);
+}
+
 TEST_F(EndpointTest, a_client_that_leaves_early_hurts_nobody) {
     start();
     const httplib::Result broken =
         new_client()->Get(kDownload + "data%2Flarge", [](const char*, std::size_t) { return false; });
     EXPECT_EQ(broken.error(), httplib::Error::Canceled);
     EXPECT_EQ(status_of(kDownload + "init.lua"), 200);
-    EXPECT_EQ(sorted_log(), (std::vector<std::string>{"download data/large 200 broken off", "download init.lua 200"}));
+    EXPECT_EQ(status_of(kPath + "?x"), 400);
+    const std::vector<std::string> log = sorted_log();
+    ASSERT_EQ(log.size(), 3U);
+    EXPECT_EQ(log[2], "400 0 request - GET /client-brd/updater.php?x");
+    const std::regex broken_off(R"(200 \d+/20971523 download 2 data/large)");
+    EXPECT_TRUE(std::regex_match(log[0], broken_off) || std::regex_match(log[1], broken_off)) << log[0] << log[1];
 }
 
 // `serve` in a process of its own, with a pair of certificates made in `tls`; what it prints is read from `output`.
@@ -215,7 +321,7 @@ TEST_F(EndpointTest, the_command_says_when_it_is_ready_and_ends_with_a_signal) {
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
     EXPECT_NE(std::fgets(line, sizeof line, output), nullptr);
-    EXPECT_STREQ(line, "download init.lua 200\n");
+    EXPECT_NE(std::string(line).find(" 200 9 download 2 init.lua\n"), std::string::npos) << line;
     std::fclose(output);
     EXPECT_EQ(fs::status(tls + "/server.key").permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }

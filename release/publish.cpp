@@ -4,6 +4,7 @@
 #include <iterator>
 #include <numeric>
 
+#include "release/key_file.h"
 #include "release/manifest_format.h"
 #include "release/parallel.h"
 #include "release/refusal.h"
@@ -115,7 +116,7 @@ PublishReport publish(const PublishOptions& options) {
     }
     require_client_names(options.clients, options.arch);
     check_places(options);
-    const Key key = load_signing_key(options.key);
+    const Key key = load_signing_key(options.key, options.passphrase);
     check_number(options);
     FolderContent content = list_release_folder(options.folder, options.skip_patterns);
     signed_range(options.release, content.files);  // throws if the manifest would be too large

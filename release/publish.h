@@ -6,12 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "release/passphrase.h"
+
 namespace vandrel_release {
 
 struct PublishOptions {
     std::filesystem::path folder;  // a complete client folder
     std::filesystem::path tree;
     std::filesystem::path key;  // the private key, PEM
+    PassphraseSource passphrase;
     std::uint32_t release = 0;
     std::string arch = "64";
     std::vector<std::string> clients;        // executables whose players get the release; empty: those that it holds

@@ -2,6 +2,7 @@
 #include <ostream>
 
 #include "release/commands/commands.h"
+#include "release/commands/passphrase_options.h"
 #include "release/commands/release_option.h"
 #include "release/publish.h"
 #include "release/refusal.h"
@@ -29,7 +30,8 @@ void add_publish(CLI::App& app, Action& action) {
         "all at once, with the helper's own reasons; what isn't part of a release must be named with --skip.");
     command->add_option("--folder", options.folder, "The complete client folder")->required();
     add_release_option(*command, options.release)->required();
-    command->add_option("--key", options.key, "The private key (PEM)")->required();
+    command->add_option("--key", options.key, "The private key (PEM); \"-\" is the standard input")->required();
+    add_passphrase_options(*command, options.passphrase);
     command->add_option("--tree", options.tree, "The tree to serve; made if it doesn't exist")->required();
     command->add_option("--arch", options.arch, "Channel")->capture_default_str();
     command->add_option("--client", options.clients,
@@ -42,7 +44,9 @@ void add_publish(CLI::App& app, Action& action) {
     command->add_flag("--allow-older", options.allow_older, "Accept a number below the newest one in the tree");
     command->callback([given, &action] {
         action = [given](const Console& console) {
-            print_report(*given, publish(*given), console.out);
+            const PublishReport report = publish(*given);
+            warn_of_exposed_key(given->key, console.err);
+            print_report(*given, report, console.out);
             return 0;
         };
     });

@@ -78,10 +78,17 @@ void ReleaseTest::make_folder(const Files& files) {
     for (const auto& [path, content] : files) write(folder_ / path, content);
 }
 
+fs::path ReleaseTest::private_key() {
+    const fs::path key = top_ / "development.pem";
+    write(key, read(VANDREL_DEVELOPMENT_KEY));
+    fs::permissions(key, fs::perms::owner_read | fs::perms::owner_write);
+    return key;
+}
+
 Outcome ReleaseTest::publish(const std::string& release, const std::vector<std::string>& more) {
     std::vector<std::string> arguments{"publish", "--folder",     folder_.string(),
                                        "--tree",  tree_.string(), "--release",
-                                       release,   "--key",        VANDREL_DEVELOPMENT_KEY};
+                                       release,   "--key",        private_key().string()};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return run(arguments);
 }

@@ -42,6 +42,8 @@ class ReleaseTest : public ::testing::Test {
 
     // Makes the folder `folder_` hold exactly this.
     void make_folder(const Files& files);
+    // The development key, in a file that nobody else can read.
+    fs::path private_key();
     // `publish` of `folder_` into `tree_` with the development key; `more` are further arguments.
     Outcome publish(const std::string& release, const std::vector<std::string>& more = {});
 

@@ -28,10 +28,11 @@ int run_command_line(int argc, const char* const* argv, std::ostream& out, std::
     Action action;
     add_keygen(app, action);
     add_publish(app, action);
+    add_attach_signature(app, action);
     add_serve(app, action);
     try {
         app.parse(argc, argv);
-        if (!action) throw CLI::RequiredError("keygen, publish or serve");
+        if (!action) throw CLI::RequiredError("a command (see --help)");
         return action(Console{out, err});
     } catch (const CLI::Success& asked_for_help) {
         return app.exit(asked_for_help, out, err);

@@ -191,7 +191,8 @@ Key load_public_key(const std::filesystem::path& path) {
 
 std::optional<std::string> exposure_of(const std::filesystem::path& private_key) {
     struct stat status {};
-    const bool is_file = private_key != "-" && ::stat(private_key.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    const bool is_file = !private_key.empty() && private_key != "-" && ::stat(private_key.c_str(), &status) == 0 &&
+                         S_ISREG(status.st_mode);
     if (!is_file || (status.st_mode & (S_IRWXG | S_IRWXO)) == 0) return std::nullopt;
     const std::string name = name_of(private_key);
     return name + " can be read by others than its owner (chmod 600 " + name + ")";

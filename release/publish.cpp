@@ -4,6 +4,7 @@
 #include <iterator>
 #include <numeric>
 
+#include "release/detached_signature.h"
 #include "release/key_file.h"
 #include "release/manifest_format.h"
 #include "release/parallel.h"
@@ -43,7 +44,8 @@ bool lies_in(const fs::path& path, const fs::path& folder) {
 void check_places(const PublishOptions& options) {
     if (lies_in(options.tree, options.folder)) throw Refusal("the tree lies in the client folder");
     if (lies_in(options.folder, options.tree)) throw Refusal("the client folder lies in the tree");
-    if (lies_in(options.key, options.folder)) throw Refusal("the private key lies in the client folder");
+    if (fs::is_regular_file(options.key) && lies_in(options.key, options.folder))
+        throw Refusal("the private key lies in the client folder");
 }
 
 // One pass for everything that is wrong with the folder.
@@ -97,6 +99,20 @@ std::string make_manifest(const Key& key, std::uint32_t release, const std::vect
     return finished_manifest(range, signature);
 }
 
+void commit_signed(Publication& publication, const Key& key, std::uint32_t release, const std::string& manifest) {
+    write_new_file(manifest_path(publication.staging()), manifest, 0644);
+    write_new_file(public_key_path(publication.staging()), public_pem(key), 0644);
+    publication.commit(release, MakeCurrent::yes);
+}
+
+// Gives the digest that is to be signed.
+std::string keep_unsigned(Publication& publication, const PublishOptions& options, const std::string& range) {
+    SigningRequest request(options.unsigned_file, range);
+    publication.keep_unsigned(options.release, range);
+    request.keep();
+    return request.digest();
+}
+
 std::vector<std::string> notes_on(const FolderContent& content) {
     std::vector<std::string> notes;
     for (const std::string& folder : content.empty_folders) {
@@ -116,7 +132,9 @@ PublishReport publish(const PublishOptions& options) {
     }
     require_client_names(options.clients, options.arch);
     check_places(options);
-    const Key key = load_signing_key(options.key, options.passphrase);
+    const bool is_unsigned = !options.unsigned_file.empty();
+    const Key key =
+        is_unsigned ? load_public_key(options.public_key) : load_signing_key(options.key, options.passphrase);
     check_number(options);
     FolderContent content = list_release_folder(options.folder, options.skip_patterns);
     signed_range(options.release, content.files);  // throws if the manifest would be too large
@@ -127,13 +145,13 @@ PublishReport publish(const PublishOptions& options) {
     check_space(options.tree, content.files);
     PublishReport report;
     report.size_bytes = copy_files(options.folder, files_folder(publication.staging()), content.files);
-    const std::string manifest = make_manifest(key, options.release, content.files);
-    write_new_file(manifest_path(publication.staging()), manifest, 0644);
-    write_new_file(public_key_path(publication.staging()), public_pem(key), 0644);
-    publication.commit(options.release, MakeCurrent::yes);
-
+    if (is_unsigned) {
+        report.digest_to_sign = keep_unsigned(publication, options, signed_range(options.release, content.files));
+    } else {
+        commit_signed(publication, key, options.release, make_manifest(key, options.release, content.files));
+    }
     report.file_count = content.files.size();
-    report.manifest_bytes = manifest.size();
+    report.manifest_bytes = manifest_size(content.files);
     report.notes = notes_on(content);
     report.skipped = std::move(content.skipped);
     return report;

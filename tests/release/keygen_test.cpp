@@ -192,6 +192,7 @@ TEST_F(Keygen, an_encrypted_key_signs_with_its_passphrase_alone_and_an_exposed_o
     make_folder(smallest_client());
     const fs::path encrypted = made_by("openssl pkey -in $KEY -aes256 -passout pass:right");
     const std::string name = encrypted.string();
+    const std::string pem = read(VANDREL_DEVELOPMENT_KEY);
     ::setenv("RIGHT", "right", 1), ::setenv("WRONG", "wrong", 1);
     const Arguments publish{"publish", "--folder", folder_.string(), "--tree", tree_.string(), "--release"};
     const auto expect = [&](const Arguments& more, const std::string& text) {
@@ -207,10 +208,14 @@ TEST_F(Keygen, an_encrypted_key_signs_with_its_passphrase_alone_and_an_exposed_o
     expect({"1", "--key", (top_ / "link").string(), "--passphrase-env", "RIGHT"}, "");
     ASSERT_NE(std::freopen(VANDREL_DEVELOPMENT_KEY, "r", stdin), nullptr);  // the sessions inherit it
     expect({"2", "--key", "-"}, "");
+    int ends[2] = {};
+    ASSERT_TRUE(::pipe(ends) == 0 && ::write(ends[1], pem.data(), pem.size()) > 0 && ::close(ends[1]) == 0);
+    expect({"4", "--key", "/dev/fd/" + std::to_string(ends[0])}, "");
+    ::close(ends[0]);
     fs::permissions(encrypted, fs::perms::owner_all | fs::perms::group_read);
-    expect({"3", "--key", name, "--passphrase-env", "RIGHT"},
+    expect({"5", "--key", name, "--passphrase-env", "RIGHT"},
            "warning: " + name + " can be read by others than its owner (chmod 600 " + name + ")");
-    EXPECT_EQ(read(tree_ / "64/current"), "3\n");
+    EXPECT_EQ(read(tree_ / "64/current"), "5\n");
 }
 
 }  // namespace

@@ -80,8 +80,10 @@ void ReleaseTest::make_folder(const Files& files) {
 
 fs::path ReleaseTest::private_key() {
     const fs::path key = top_ / "development.pem";
-    write(key, read(VANDREL_DEVELOPMENT_KEY));
-    fs::permissions(key, fs::perms::owner_read | fs::perms::owner_write);
+    if (!fs::exists(key)) {
+        write(key, read(VANDREL_DEVELOPMENT_KEY));
+        fs::permissions(key, fs::perms::owner_read | fs::perms::owner_write);
+    }
     return key;
 }
 

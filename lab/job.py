@@ -47,6 +47,11 @@ class Job:
         self._watcher = threading.Thread(target=self._watch, daemon=True)
         self._watcher.start()
 
+    @property
+    def helper_pid(self):
+        """The first instance's process number on this machine."""
+        return self._helper.pid
+
     def status(self):
         """The status document, or None while there is none (also for an instant while it is being replaced)."""
         try:

@@ -24,7 +24,8 @@ class Laboratory:
 
     def __init__(self, build, key, prefix):
         self.build, self.key = Path(build), key
-        self.host = urlsplit(self._built_in_url()).hostname
+        self.url = self._built_in_url()
+        self.host = urlsplit(self.url).hostname
         self.helper = (self.build / HELPER).read_bytes()
         self.client = (self.build / "idle_client.exe").read_bytes()
         self.relay = Relay()

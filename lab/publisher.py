@@ -45,6 +45,10 @@ class Publisher:
         self._reader.start()
         return line
 
+    @property
+    def server_pid(self):
+        return self._server.pid
+
     def stop(self):
         if not self._server:
             return

@@ -1,0 +1,181 @@
+"""What an update costs, against floors: scripts/bench builds what this needs, and runs it.
+
+Prints a table and writes results.json and bench.svg into the folder of --output. Exit code 0 whether or not the goals are
+met."""
+
+import argparse
+import fnmatch
+import json
+import os
+import shutil
+import sys
+from collections import defaultdict
+from dataclasses import asdict
+from pathlib import Path
+
+from lab.laboratory import ROOT, Laboratory
+
+from .chart import chart
+from .counters import Meter
+from .data import Store
+from .release_tool import ReleaseFolder, measure_endpoint, measure_publishing
+from .results import compare, table
+from .rows import FLOORS, FOLDER_GOAL, FOLDER_PAIR, MODES, PUBLISH_GOAL, ROWS, START_GOAL
+from .stages import Bench
+from .start import measure_starts
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(prog="scripts/bench", description="What an update costs, against floors.")
+    parser.add_argument("--mode", choices=MODES, default="full", help="how much data (default: full, an hour and more)")
+    parser.add_argument("--quick", dest="mode", action="store_const", const="quick",
+                        help="little data, in under five minutes")
+    parser.add_argument("--row", action="append", default=[], metavar="PATTERN",
+                        help="only the rows whose name matches, as in 'check/*' or '*/4-MiB/*'; may be repeated")
+    parser.add_argument("--output", type=Path, default=ROOT / "build" / "bench", metavar="FOLDER",
+                        help="where results.json and bench.svg go")
+    return parser.parse_args()
+
+
+class Selection:
+    def __init__(self, patterns):
+        self._patterns = patterns or ["*"]
+
+    def __contains__(self, name):
+        return any(fnmatch.fnmatch(name, pattern) for pattern in self._patterns)
+
+
+def tell(text):
+    print(text, file=sys.stderr, flush=True)
+
+
+def run_round(bench, rows, samples):
+    """Every row of one layout once: the helper, then the floors."""
+    for row in (row for row in rows if row.stage == "check"):
+        bench.serve(row.change)
+        samples[row.id, "helper"].append(bench.check(row.standing))
+        for floor in FLOORS:
+            samples[row.id, floor].append(bench.floor(floor, "check", row.change, row.standing))
+    for change in sorted({row.change for row in rows if row.stage != "check"}):
+        updated = [row for row in rows if row.stage != "check" and row.change == change]
+        bench.serve(change)
+        costs = dict(zip(("download", "install"), bench.update()))
+        for row in updated:
+            samples[row.id, "helper"].append(costs[row.stage])
+            for floor in FLOORS:
+                bench.reset()
+                samples[row.id, floor].append(bench.floor(floor, row.stage, change))
+        bench.reset()
+
+
+def measure_layout(lab, meter, work, layout, rounds, rows, samples):
+    store = Store(layout, work / layout.name)
+    bench = Bench(lab, meter, lab.prefix.drive_c / "bench" / "floors.exe", store)
+    try:
+        for number in range(rounds):
+            tell(f"{layout.title}: round {number + 1} of {rounds}")
+            run_round(bench, rows, samples)
+    finally:
+        bench.close()
+        shutil.rmtree(work / layout.name)
+
+
+def measure_updates(lab, meter, work, mode, selected, samples):
+    """Fills `samples`, layout by layout: yields behind each what the samples amount to."""
+    titles = {}
+    for layout, rounds in mode.layouts():
+        titles[layout.name] = layout.title
+        rows = [row for row in ROWS if row.layout == layout.name and row.id in selected]
+        if rows:
+            measure_layout(lab, meter, work, layout, rounds, rows, samples)
+            yield compare_rows(samples, titles) + compare_folders(samples, titles)
+
+
+def compare_rows(samples, titles):
+    """The helper against both floors."""
+    return [compare(f"{row.id}/{floor}", row.stage, f"{titles[row.layout]}, {row.change}", floor,
+                    samples[row.id, "helper"], samples[row.id, floor], goal)
+            for row in ROWS if (row.id, "helper") in samples for floor, goal in zip(FLOORS, row.goals)]
+
+
+def compare_folders(samples, titles):
+    """The same files in one folder against folders of 200: the helper, and the plain floor for what the platform itself
+    adds."""
+    many, one = FOLDER_PAIR
+    results = []
+    for row in (row for row in ROWS if row.layout == one and (row.id, "helper") in samples):
+        for who, goal in (("helper", FOLDER_GOAL), ("plain", None)):
+            other = samples[row.id.replace(one, many), who]
+            if other:
+                results.append(compare(f"folders/{row.stage}/{who}", row.stage, f"{titles[one]}, {who}",
+                                       "folders of 200", samples[row.id, who], other, goal))
+    return results
+
+
+def measure_release_tool(work, mode, selected):
+    tool = Path(os.environ.get("VANDREL_NATIVE_BUILD_DIR", ROOT / "build" / "native")) / "vandrel-release"
+    key = ROOT / "keys" / "development_private.pem"
+    if "publish" not in selected and "endpoint" not in selected:
+        return []
+    tell(f"publishing {mode.published:,} files")
+    release = ReleaseFolder(work / "published", mode.published)
+    figures = measure_publishing(release, tool, key, PUBLISH_GOAL)
+    if "endpoint" in selected:
+        figures += measure_endpoint(release, tool, key, mode.requests)
+    shutil.rmtree(release.work)
+    return figures
+
+
+def write_out(folder, mode, results, figures, samples):
+    folder.mkdir(parents=True, exist_ok=True)
+    document = {"mode": mode, "results": [{**asdict(result), "verdict": result.verdict} for result in results],
+                "figures": [asdict(figure) for figure in figures],
+                "samples": {"/".join(key): [asdict(cost) for cost in costs] for key, costs in samples.items()}}
+    (folder / "results.json").write_text(json.dumps(document, indent=1) + "\n")
+    if results:
+        (folder / "bench.svg").write_text(chart(results))
+
+
+def open_laboratory():
+    lab = Laboratory.from_environment()
+    programs = lab.prefix.drive_c / "bench"
+    programs.mkdir(exist_ok=True)
+    for name in ("floors.exe", "empty.exe"):
+        shutil.copy(lab.build / name, programs)
+    return lab
+
+
+def measure(lab, meter, arguments):
+    """Gives results and figures; what there is behind each layout is written out at once."""
+    mode, selected = MODES[arguments.mode], Selection(arguments.row)
+    work = lab.prefix.folder / "bench-data"
+    shutil.rmtree(work, ignore_errors=True)
+    starts = measure_starts(lab, meter, 4 * mode.rounds, START_GOAL) if "start" in selected else []
+    results, samples = starts, defaultdict(list)
+    for updates in measure_updates(lab, meter, work, mode, selected, samples):
+        results = starts + updates
+        write_out(arguments.output, arguments.mode, results, [], samples)
+    figures = measure_release_tool(work, mode, selected)
+    write_out(arguments.output, arguments.mode, results, figures, samples)
+    shutil.rmtree(work, ignore_errors=True)
+    return results, figures
+
+
+def main():
+    arguments = parse_arguments()
+    lab = open_laboratory()
+    meter = Meter(lab.prefix)
+    try:
+        results, figures = measure(lab, meter, arguments)
+    finally:
+        meter.close()
+        lab.close()
+        if "WINEPREFIX" not in os.environ:
+            lab.prefix.stop()
+    print(table(results))
+    for figure in figures:
+        print(figure)
+
+
+if __name__ == "__main__":
+    main()

@@ -22,7 +22,14 @@ unsigned char fold_byte(char byte) {
 // together.
 struct FoldedOrder {
     bool operator()(std::string_view a, std::string_view b) const {
-        return std::ranges::lexicographical_compare(a, b, {}, fold_byte, fold_byte);
+        const std::size_t common = std::min(a.size(), b.size());
+        for (std::size_t i = 0; i < common; ++i) {
+            if (a[i] == b[i]) continue;
+            const unsigned char left = fold_byte(a[i]);
+            const unsigned char right = fold_byte(b[i]);
+            if (left != right) return left < right;
+        }
+        return a.size() < b.size();
     }
 };
 

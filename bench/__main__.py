@@ -20,7 +20,7 @@ from .counters import Meter
 from .data import Store
 from .release_tool import ReleaseFolder, measure_endpoint, measure_publishing
 from .results import compare, table
-from .rows import FLOORS, FOLDER_GOAL, FOLDER_PAIR, MODES, PUBLISH_GOAL, ROWS, START_GOAL
+from .rows import FOLDER_GOAL, FOLDER_PAIR, MODES, PUBLISH_GOAL, ROWS, START_GOAL
 from .stages import Bench
 from .start import measure_starts
 
@@ -54,7 +54,7 @@ def run_round(bench, rows, samples):
     for row in (row for row in rows if row.stage == "check"):
         bench.serve(row.change)
         samples[row.id, "helper"].append(bench.check(row.standing))
-        for floor in FLOORS:
+        for floor in row.floors:
             samples[row.id, floor].append(bench.floor(floor, "check", row.change, row.standing))
     for change in sorted({row.change for row in rows if row.stage != "check"}):
         updated = [row for row in rows if row.stage != "check" and row.change == change]
@@ -62,7 +62,7 @@ def run_round(bench, rows, samples):
         costs = dict(zip(("download", "install"), bench.update()))
         for row in updated:
             samples[row.id, "helper"].append(costs[row.stage])
-            for floor in FLOORS:
+            for floor in row.floors:
                 bench.reset()
                 samples[row.id, floor].append(bench.floor(floor, row.stage, change))
         bench.reset()
@@ -95,7 +95,7 @@ def compare_rows(samples, titles):
     """The helper against both floors."""
     return [compare(f"{row.id}/{floor}", row.stage, f"{titles[row.layout]}, {row.change}", floor,
                     samples[row.id, "helper"], samples[row.id, floor], goal)
-            for row in ROWS if (row.id, "helper") in samples for floor, goal in zip(FLOORS, row.goals)]
+            for row in ROWS if (row.id, "helper") in samples for floor, goal in zip(row.floors, row.goals)]
 
 
 def compare_folders(samples, titles):

@@ -4,7 +4,6 @@ from dataclasses import dataclass
 
 from .data import KIB, MIB, Layout
 
-STAGES = ("check", "download", "install")
 FLOORS = ("plain", "rules")
 
 
@@ -16,6 +15,7 @@ class Row:
     layout: str
     change: str
     goals: tuple = (None, None)
+    floors: tuple = FLOORS
 
     @property
     def id(self):
@@ -36,8 +36,9 @@ ROWS = (
     Row("download", "small", "1 %"), Row("install", "small", "1 %"),
     Row("check", "4-MiB", "current", (1.0, 1.02)), Row("download", "4-MiB", "all", (1.3, 1.05)),
     Row("install", "4-MiB", "all", (1.0, 1.02)),
-    *(Row(stage, layout, "current" if stage == "check" else "all")
-      for layout in ("1-GiB", "many", "many-one-folder") for stage in STAGES),
+    *(Row(stage, layout, "current" if stage == "check" else "all", floors=floors)
+      for layout, floors in (("1-GiB", FLOORS), ("many", ("plain",)), ("many-one-folder", ("plain",)))
+      for stage in ("check", "download", "install")),
 )
 
 # One folder against folders of 200, the helper's cost of a file at each stage.
@@ -76,7 +77,7 @@ class Mode:
 
 
 MODES = {
-    "full": Mode(5000, 40, 1024, 20000, 99990, 5000, 3, 1),
+    "full": Mode(5000, 40, 1024, 20000, 99990, 5000, 2, 1),
     "quick": Mode(400, 8, 0, 1000, 10000, 500, 3, 1),
     "tiny": Mode(4, 1, 0, 4, 10, 5, 1, 1),
 }

@@ -29,12 +29,9 @@ constexpr std::array<Table, 8> make_tables() {
 constexpr std::array<Table, 8> kTables = make_tables();
 
 std::uint32_t eight_bytes(std::uint32_t running, const std::uint8_t* data) {
-    std::uint32_t next = 0;
-    for (std::size_t i = 0; i < 8; ++i) {
-        const std::uint32_t byte = i < 4 ? data[i] ^ ((running >> (8 * i)) & 0xFF) : data[i];
-        next ^= kTables[7 - i][byte];
-    }
-    return next;
+    return kTables[7][(running ^ data[0]) & 0xFF] ^ kTables[6][((running >> 8) ^ data[1]) & 0xFF] ^
+           kTables[5][((running >> 16) ^ data[2]) & 0xFF] ^ kTables[4][(running >> 24) ^ data[3]] ^
+           kTables[3][data[4]] ^ kTables[2][data[5]] ^ kTables[1][data[6]] ^ kTables[0][data[7]];
 }
 
 }  // namespace

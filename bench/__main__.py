@@ -18,11 +18,13 @@ from lab.laboratory import ROOT, Laboratory
 from .chart import chart
 from .counters import Meter
 from .data import Store
+from .floor_runs import run_floor
+from .helper_runs import run_check, run_update
 from .release_tool import ReleaseFolder, measure_endpoint, measure_publishing
 from .results import compare, table
 from .rows import FOLDER_GOAL, FOLDER_PAIR, MODES, PUBLISH_GOAL, ROWS, START_GOAL
-from .stages import Bench
 from .start import measure_starts
+from .workplace import Workplace
 
 
 def parse_arguments():
@@ -49,34 +51,32 @@ def tell(text):
     print(text, file=sys.stderr, flush=True)
 
 
-def run_round(bench, rows, samples):
+def run_round(place, rows, samples):
     """Every row of one layout once: the helper, then the floors."""
     for row in (row for row in rows if row.stage == "check"):
-        bench.serve(row.change)
-        samples[row.id, "helper"].append(bench.check(row.standing))
+        place.serve(row.change)
+        samples[row.id, "helper"].append(run_check(place, row.standing))
         for floor in row.floors:
-            samples[row.id, floor].append(bench.floor(floor, "check", row.change, row.standing))
+            samples[row.id, floor].append(run_floor(place, floor, "check", row.change, row.standing))
     for change in sorted({row.change for row in rows if row.stage != "check"}):
-        updated = [row for row in rows if row.stage != "check" and row.change == change]
-        bench.serve(change)
-        costs = dict(zip(("download", "install"), bench.update()))
-        for row in updated:
+        place.serve(change)
+        costs = run_update(place)
+        for row in (row for row in rows if row.stage != "check" and row.change == change):
             samples[row.id, "helper"].append(costs[row.stage])
             for floor in row.floors:
-                bench.reset()
-                samples[row.id, floor].append(bench.floor(floor, row.stage, change))
-        bench.reset()
+                place.reset()
+                samples[row.id, floor].append(run_floor(place, floor, row.stage, change))
+        place.reset()
 
 
 def measure_layout(lab, meter, work, layout, rounds, rows, samples):
-    store = Store(layout, work / layout.name)
-    bench = Bench(lab, meter, lab.prefix.drive_c / "bench" / "floors.exe", store)
+    place = Workplace(lab, meter, Store(layout, work / layout.name))
     try:
         for number in range(rounds):
             tell(f"{layout.title}: round {number + 1} of {rounds}")
-            run_round(bench, rows, samples)
+            run_round(place, rows, samples)
     finally:
-        bench.close()
+        place.close()
         shutil.rmtree(work / layout.name)
 
 

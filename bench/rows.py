@@ -66,7 +66,7 @@ class Mode:
             return Layout(name, f"{count:,} {title}", count, KIB, largest, per_folder)
         made = [
             (small("small", "small, folders of 200", self.small, 64 * KIB, 200), self.rounds),
-            (small("small-one-folder", "small, one folder", self.small, 64 * KIB, self.small), self.rounds),
+            (small("small-one-folder", "small, one folder", self.small, 64 * KIB, self.small), self.rounds_of_many),
             (Layout("4-MiB", f"{self.big} of 4 MiB", self.big, 4 * MIB, 4 * MIB, 200), self.rounds),
             (Layout("1-GiB", f"one of {self.huge} MiB", min(self.huge, 1), self.huge * MIB, self.huge * MIB, 1),
              self.rounds_of_many),

@@ -7,8 +7,9 @@
  *     if (vandrel_start(&options, &update) != VANDREL_OK) return play();
  *     for (;; each_frame()) {
  *         if (!vandrel_poll(update, &status)) continue;
- *         if (status.state == VANDREL_UPDATE_AVAILABLE) ask_the_player_once();    -> vandrel_answer(update,
- * VANDREL_APPLY) if (status.state == VANDREL_HANDOFF) save_and_quit(); if (vandrel_is_last(status.state)) break;
+ *         if (status.state == VANDREL_UPDATE_AVAILABLE) ask_the_player_once();   -> vandrel_answer(update, ...)
+ *         if (status.state == VANDREL_HANDOFF) save_and_quit();
+ *         if (vandrel_is_last(status.state)) break;
  *     }
  *     vandrel_close(update);
  *

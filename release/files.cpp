@@ -1,12 +1,9 @@
 #include "release/files.h"
 
 #include <fcntl.h>
-#include <openssl/evp.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -15,40 +12,12 @@
 namespace vandrel_release {
 namespace {
 
-constexpr std::size_t kCopyBufferBytes = 1U << 20U;
-constexpr std::size_t kLeastBufferBytes = 1U << 12U;
-
 std::string named(const std::filesystem::path& path) {
     return printable(path.string());
 }
 
-void write_all(const FileHandle& file, const char* data, std::size_t size, const std::filesystem::path& path) {
-    while (size > 0) {
-        const ssize_t written = ::write(file.get(), data, size);
-        if (written < 0 && errno == EINTR) continue;
-        if (written < 0) refuse_system("cannot write " + named(path), errno);
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-}
-
-// 0 at the end of the file.
-std::size_t read_some(const FileHandle& file, char* buffer, std::size_t capacity, const std::filesystem::path& path) {
-    for (;;) {
-        const ssize_t count = ::read(file.get(), buffer, capacity);
-        if (count >= 0) return static_cast<std::size_t>(count);
-        if (errno != EINTR) refuse_system("cannot read " + named(path), errno);
-    }
-}
-
 void flush(const FileHandle& file, const std::filesystem::path& path) {
     if (::fsync(file.get()) != 0) refuse_system("cannot flush " + named(path), errno);
-}
-
-FileHandle create_new(const std::filesystem::path& path, mode_t mode) {
-    FileHandle file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
-    if (!file) refuse_system("cannot create " + named(path), errno);
-    return file;
 }
 
 bool is_regular(const FileHandle& file) {
@@ -76,8 +45,6 @@ class TemporarySibling {
 std::filesystem::path folder_of(const std::filesystem::path& path) {
     return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
 }
-
-using DigestContext = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
 
 }  // namespace
 
@@ -152,6 +119,30 @@ std::string read_small_file(const std::filesystem::path& path, std::uint64_t lim
     return content;
 }
 
+FileHandle create_new(const std::filesystem::path& path, mode_t mode) {
+    FileHandle file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
+    if (!file) refuse_system("cannot create " + named(path), errno);
+    return file;
+}
+
+void write_all(const FileHandle& file, const char* data, std::size_t size, const std::filesystem::path& path) {
+    while (size > 0) {
+        const ssize_t written = ::write(file.get(), data, size);
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) refuse_system("cannot write " + named(path), errno);
+        data += written;
+        size -= static_cast<std::size_t>(written);
+    }
+}
+
+std::size_t read_some(const FileHandle& file, char* buffer, std::size_t capacity, const std::filesystem::path& path) {
+    for (;;) {
+        const ssize_t count = ::read(file.get(), buffer, capacity);
+        if (count >= 0) return static_cast<std::size_t>(count);
+        if (errno != EINTR) refuse_system("cannot read " + named(path), errno);
+    }
+}
+
 void write_new_file(const std::filesystem::path& path, const std::string& content, mode_t mode) {
     const FileHandle file = create_new(path, mode);
     write_all(file, content.data(), content.size(), path);
@@ -170,23 +161,6 @@ void create_file(const std::filesystem::path& path, const std::string& content, 
         refuse_system("cannot create " + named(path), errno);
     }
     flush_folder(folder_of(path));
-}
-
-Copied copy_and_hash(const std::filesystem::path& from, const std::filesystem::path& to) {
-    const FileHandle source = open_for_reading(from);
-    const FileHandle target = create_new(to, 0644);
-    const DigestContext digest(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    if (!digest || EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) != 1) refuse_crypto("cannot start SHA-256");
-    Copied copied;
-    const auto expected = static_cast<std::size_t>(status_of(source, from).st_size);
-    std::vector<char> buffer(std::clamp(expected, kLeastBufferBytes, kCopyBufferBytes));  // zeroing it costs, too
-    while (const std::size_t count = read_some(source, buffer.data(), buffer.size(), from)) {
-        if (EVP_DigestUpdate(digest.get(), buffer.data(), count) != 1) refuse_crypto("cannot compute SHA-256");
-        write_all(target, buffer.data(), count, to);
-        copied.size += count;
-    }
-    if (EVP_DigestFinal_ex(digest.get(), copied.sha256.data(), nullptr) != 1) refuse_crypto("cannot finish SHA-256");
-    return copied;
 }
 
 void flush_file_system(const FileHandle& file) {

@@ -47,6 +47,13 @@ struct stat status_of(const FileHandle& file, const std::filesystem::path& path)
 // The whole content of a small file. More than `limit` bytes: Refusal.
 std::string read_small_file(const std::filesystem::path& path, std::uint64_t limit);
 
+// A new file to write to. Throws if the name is taken.
+FileHandle create_new(const std::filesystem::path& path, mode_t mode);
+
+// `path` is for messages. read_some gives 0 at the end of the file alone.
+void write_all(const FileHandle& file, const char* data, std::size_t size, const std::filesystem::path& path);
+std::size_t read_some(const FileHandle& file, char* buffer, std::size_t capacity, const std::filesystem::path& path);
+
 // A new file with this content, flushed to disk. Throws if the name is taken.
 void write_new_file(const std::filesystem::path& path, const std::string& content, mode_t mode);
 
@@ -56,16 +63,6 @@ void replace_file(const std::filesystem::path& path, const std::string& content,
 
 // As replace_file, but a file that stands there already is refused and stays as it is.
 void create_file(const std::filesystem::path& path, const std::string& content, mode_t mode);
-
-// What a copy really holds.
-struct Copied {
-    std::uint64_t size = 0;
-    Digest sha256{};
-};
-
-// Copies a file to a new name; size and digest are those of the bytes that were written. One buffer of 1 MiB at most,
-// whatever the file's size. The copy isn't durable yet.
-Copied copy_and_hash(const std::filesystem::path& from, const std::filesystem::path& to);
 
 // Makes everything durable that was written to the file system on which this file or folder lies: many files are
 // flushed in one go. A write that failed since the handle was opened is reported here.

@@ -1,6 +1,7 @@
 #include "release/manifest_format.h"
 
 #include <cstring>
+#include <numeric>
 
 #include "release/refusal.h"
 
@@ -63,6 +64,11 @@ ReleaseFile read_entry(Reader& reader) {
 }
 
 }  // namespace
+
+std::uint64_t total_size(const std::vector<ReleaseFile>& files) {
+    return std::accumulate(files.begin(), files.end(), std::uint64_t{0},
+                           [](std::uint64_t total, const ReleaseFile& file) { return total + file.size; });
+}
 
 std::uint64_t manifest_size(const std::vector<ReleaseFile>& files) {
     std::uint64_t size = kHeaderBytes + kSignatureBlockBytes;

@@ -22,6 +22,9 @@ struct ReleaseFile {
     Digest sha256{};
 };
 
+// Sum of all sizes.
+std::uint64_t total_size(const std::vector<ReleaseFile>& files);
+
 // Size in bytes of the finished manifest, signature included.
 std::uint64_t manifest_size(const std::vector<ReleaseFile>& files);
 

@@ -1,10 +1,12 @@
 #include "release/name_conflicts.h"
 
+#include <openssl/asn1.h>
+
 #include <algorithm>
+#include <array>
 #include <string_view>
 #include <unordered_map>
 
-#include "safefs/text_encoding.h"
 #include "winsim/disk_names.h"
 
 namespace vandrel_release {
@@ -51,13 +53,21 @@ struct Search {
 }  // namespace
 
 std::string windows_name(const std::string& path) {
-    const bool ascii = std::all_of(path.begin(), path.end(), [](char unit) { return (unit & 0x80) == 0; });
-    if (!ascii) {
-        const std::wstring wide = vandrel::utf8_to_wide(path);
-        return wide.empty() ? path : vandrel::wide_to_utf8(winsim::fold(wide));
+    std::string name;
+    name.reserve(path.size());
+    for (std::size_t at = 0; at < path.size();) {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(path.data()) + at;
+        unsigned long character = 0;
+        const int length = UTF8_getc(bytes, static_cast<int>(std::min<std::size_t>(path.size() - at, 4)), &character);
+        if (length <= 0) return path;
+        at += static_cast<std::size_t>(length);
+        // Beyond 16 bits a character is two units, neither of which has a case.
+        if (character <= 0xFFFF) character = static_cast<unsigned long>(winsim::fold(static_cast<wchar_t>(character)));
+        std::array<unsigned char, 4> folded{};
+        const int folded_length = UTF8_putc(folded.data(), static_cast<int>(folded.size()), character);
+        if (folded_length <= 0) return path;
+        name.append(reinterpret_cast<const char*>(folded.data()), static_cast<std::size_t>(folded_length));
     }
-    std::string name = path;
-    for (char& unit : name) unit = static_cast<char>(winsim::fold(static_cast<wchar_t>(unit)));
     return name;
 }
 

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <iterator>
-#include <numeric>
 
+#include "manifest/digests.h"
+#include "release/copying.h"
 #include "release/detached_signature.h"
 #include "release/key_file.h"
 #include "release/manifest_format.h"
 #include "release/parallel.h"
+#include "release/progress.h"
 #include "release/refusal.h"
 #include "release/release_folder.h"
 #include "release/release_policy.h"
@@ -19,11 +21,6 @@ namespace vandrel_release {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::uint64_t total_size(const std::vector<ReleaseFile>& files) {
-    return std::accumulate(files.begin(), files.end(), std::uint64_t{0},
-                           [](std::uint64_t total, const ReleaseFile& file) { return total + file.size; });
-}
 
 void check_number(const PublishOptions& options) {
     const std::string number = "release " + std::to_string(options.release);
@@ -44,23 +41,40 @@ bool lies_in(const fs::path& path, const fs::path& folder) {
 void check_places(const PublishOptions& options) {
     if (lies_in(options.tree, options.folder)) throw Refusal("the tree lies in the client folder");
     if (lies_in(options.folder, options.tree)) throw Refusal("the client folder lies in the tree");
-    if (fs::is_regular_file(options.key) && lies_in(options.key, options.folder))
+    if (fs::is_regular_file(options.key) && lies_in(options.key, options.folder)) {
         throw Refusal("the private key lies in the client folder");
+    }
 }
 
 // One pass for everything that is wrong with the folder.
-void check_content(const PublishOptions& options, const FolderContent& content) {
-    std::vector<std::string> refusals = content.refusals;
-    std::ranges::move(policy_refusals(content.files, options.release, options.arch, options.clients),
-                      std::back_inserter(refusals));
-    refuse_any(std::move(refusals));
+void check_content(const PublishOptions& options, const Key& key, const FolderContent& content) {
+    std::vector<std::string> all = content.refusals;
+    const auto add = [&all](std::vector<std::string> texts) { std::ranges::move(texts, std::back_inserter(all)); };
+    add(policy_refusals(content.files, options.release, options.arch, options.clients));
+    add(spelling_refusals(content.files));
+    add(key_refusals(options.tree, key, options.allowed));
+    add(helper_refusals(options.folder, content.files, key, options.allowed));
+    if (!options.allowed.kind_change) add(kind_refusals(options.tree, content.files));
+    refuse_any(std::move(all));
 }
 
+// The release whose files may be shared: the newest one; none gives an empty path.
+fs::path twins_of(const fs::path& tree) {
+    const std::vector<std::uint32_t> releases = releases_in(tree);
+    return releases.empty() ? fs::path() : files_folder(release_folder(tree, releases.back()));
+}
+
+// Files that the newest release has in the same size are taken for unchanged, which take no room.
 void check_space(const fs::path& tree, const std::vector<ReleaseFile>& files) {
-    const std::uint64_t needed = total_size(files);
-    const std::uint64_t available = fs::space(tree).available;
-    if (needed > available) {
-        throw Refusal("the release has " + std::to_string(needed) + " bytes; the tree's disk has room for " +
+    const fs::path twins = twins_of(tree);
+    std::uint64_t needed = 0;
+    for (const ReleaseFile& file : files) {
+        std::error_code error;
+        const bool is_shared = !twins.empty() && fs::file_size(twins / file.path, error) == file.size;
+        if (!is_shared) needed += file.size;
+    }
+    if (const std::uint64_t available = fs::space(tree).available; needed > available) {
+        throw Refusal("the release needs " + std::to_string(needed) + " bytes; the tree's disk has room for " +
                       std::to_string(available));
     }
 }
@@ -77,17 +91,21 @@ void make_folders(const fs::path& to, const std::vector<ReleaseFile>& files) {
 }
 
 // Copies the files into the staging folder and takes size and digest from the bytes that were copied.
-std::uint64_t copy_files(const fs::path& from, const fs::path& to, std::vector<ReleaseFile>& files) {
+void copy_files(const PublishOptions& options, const fs::path& to, std::vector<ReleaseFile>& files) {
     make_folders(to, files);
+    const fs::path twins = twins_of(options.tree);
+    Progress progress(options.progress, "publishing", files.size(), total_size(files));
     for_each_index(files.size(), [&](std::size_t index) {
         ReleaseFile& file = files[index];
-        const Copied copied = copy_and_hash(from / file.path, to / file.path);
+        const fs::path twin = twins.empty() ? fs::path() : twins / file.path;
+        const Copied copied = copy_and_hash(options.folder / file.path, to / file.path, twin,
+                                            [&](std::uint64_t bytes) { progress.add_bytes(bytes); });
         if (copied.size != file.size) {  // the policy was asked about the other size
             throw Refusal(printable(file.path) + ": changed while it was being published");
         }
         file.sha256 = copied.sha256;
+        progress.add_file();
     });
-    return total_size(files);
 }
 
 std::string make_manifest(const Key& key, std::uint32_t release, const std::vector<ReleaseFile>& files) {
@@ -99,10 +117,11 @@ std::string make_manifest(const Key& key, std::uint32_t release, const std::vect
     return finished_manifest(range, signature);
 }
 
-void commit_signed(Publication& publication, const Key& key, std::uint32_t release, const std::string& manifest) {
+void commit_signed(Publication& publication, const Key& key, const PublishOptions& options,
+                   const std::string& manifest) {
     write_new_file(manifest_path(publication.staging()), manifest, 0644);
     write_new_file(public_key_path(publication.staging()), public_pem(key), 0644);
-    publication.commit(release, MakeCurrent::yes);
+    publication.commit(options.release, options.current);
 }
 
 // Gives the digest that is to be signed.
@@ -138,19 +157,22 @@ PublishReport publish(const PublishOptions& options) {
     check_number(options);
     FolderContent content = list_release_folder(options.folder, options.skip_patterns);
     signed_range(options.release, content.files);  // throws if the manifest would be too large
-    check_content(options, content);
+    check_content(options, key, content);
 
     Publication publication(options.tree);
     check_number(options);  // again: only now nobody else can publish
     check_space(options.tree, content.files);
     PublishReport report;
-    report.size_bytes = copy_files(options.folder, files_folder(publication.staging()), content.files);
+    copy_files(options, files_folder(publication.staging()), content.files);
     if (is_unsigned) {
         report.digest_to_sign = keep_unsigned(publication, options, signed_range(options.release, content.files));
     } else {
-        commit_signed(publication, key, options.release, make_manifest(key, options.release, content.files));
+        const std::string manifest = make_manifest(key, options.release, content.files);
+        commit_signed(publication, key, options, manifest);
+        report.manifest_sha256 = vandrel::hex_lower(sha256_of(manifest));
     }
     report.file_count = content.files.size();
+    report.size_bytes = total_size(content.files);
     report.manifest_bytes = manifest_size(content.files);
     report.notes = notes_on(content);
     report.skipped = std::move(content.skipped);

@@ -1,16 +1,22 @@
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <ostream>
 
 #include "release/commands/commands.h"
 #include "release/commands/passphrase_options.h"
 #include "release/commands/release_option.h"
+#include "release/progress.h"
 #include "release/publish.h"
 #include "release/refusal.h"
 
 namespace vandrel_release {
 namespace {
 
-void print_report(const PublishOptions& options, const PublishReport& report, std::ostream& out) {
+struct PublishCommand : PublishOptions {
+    bool json = false;
+};
+
+void print_text(const PublishOptions& options, const PublishReport& report, std::ostream& out) {
     for (const std::string& path : report.skipped) out << "skipped " << printable(path) << '\n';
     for (const std::string& note : report.notes) out << "note: " << note << '\n';
     if (!report.digest_to_sign.empty()) {
@@ -18,15 +24,45 @@ void print_report(const PublishOptions& options, const PublishReport& report, st
             << printable(options.unsigned_file.string()) << ", SHA-256 " << report.digest_to_sign << '\n';
         return;
     }
-    out << "published release " << options.release << ": " << report.file_count << " files, " << report.size_bytes
-        << " bytes, manifest " << report.manifest_bytes << " bytes\n";
+    out << (options.current == MakeCurrent::yes ? "published release " : "kept as a draft: release ") << options.release
+        << ": " << report.file_count << " files, " << report.size_bytes << " bytes, manifest " << report.manifest_bytes
+        << " bytes\n";
+}
+
+void print_json(const PublishOptions& options, const PublishReport& report, std::ostream& out) {
+    nlohmann::ordered_json json{{"release", options.release},
+                                {"current", report.digest_to_sign.empty() && options.current == MakeCurrent::yes},
+                                {"files", report.file_count},
+                                {"bytes", report.size_bytes},
+                                {"manifest_bytes", report.manifest_bytes}};
+    if (report.digest_to_sign.empty()) json["manifest_sha256"] = report.manifest_sha256;
+    if (!report.digest_to_sign.empty()) json["digest_to_sign"] = report.digest_to_sign;
+    json["skipped"] = nlohmann::ordered_json::array();
+    for (const std::string& path : report.skipped) json["skipped"].push_back(printable(path));
+    json["notes"] = report.notes;
+    out << json.dump(2) << '\n';
+}
+
+void add_allowances(CLI::App& command, Allowances& allowed) {
+    command.add_option("--url", allowed.url, "Refuse a helper in the release that asks another endpoint than this one");
+    command.add_option("--helper-key", allowed.helper_key,
+                       "The public key (PEM) that the helper in the release must hold, if not the one that signs the\n"
+                       "release: for the release that brings players a new key");
+    command.add_flag("--new-key", allowed.new_key, "Accept another key than the current release is signed with");
+    command.add_flag("--without-helper", allowed.without_helper, "Accept a release that brings no helper");
+    command.add_flag(
+        "--allow-kind-change", allowed.kind_change,
+        "Accept a file where a release of the tree has a folder, or the other way round: whoever has that\n"
+        "release cannot install this one");
+    command.add_flag("--allow-development-key", allowed.development_key,
+                     "Accept the key that comes with the sources, for trials");
 }
 
 }  // namespace
 
 void add_publish(CLI::App& app, Action& action) {
-    const auto given = std::make_shared<PublishOptions>();
-    PublishOptions& options = *given;
+    const auto given = std::make_shared<PublishCommand>();
+    PublishCommand& options = *given;
     CLI::App* command =
         app.add_subcommand("publish", "Sign a client folder as a release and make it the current one of a tree");
     command->footer(
@@ -55,13 +91,18 @@ void add_publish(CLI::App& app, Action& action) {
         "--skip", options.skip_patterns,
         "Leave out what matches: a path, or a pattern in which * stands for anything, \"/\" too, and ? for one\n"
         "character; a folder goes with all that it holds; may be repeated");
+    command->add_flag_callback(
+        "--draft", [given] { given->current = MakeCurrent::no; }, "Do not make it the current release yet");
+    add_allowances(*command, options.allowed);
+    command->add_flag("--json", options.json, "Print the result as JSON");
     command->add_flag("--allow-older", options.allow_older, "Accept a number below the newest one in the tree");
     command->callback([given, &action] {
         action = [given](const Console& console) {
             if (given->key.empty() && given->unsigned_file.empty()) throw CLI::RequiredError("--key or --unsigned");
+            given->progress = terminal_of(console.err);
             const PublishReport report = publish(*given);
             warn_of_exposed_key(given->key, console.err);
-            print_report(*given, report, console.out);
+            (given->json ? print_json : print_text)(*given, report, console.out);
             return 0;
         };
     });

@@ -17,7 +17,7 @@ class DetachedSignature : public ReleaseTest {
 
     Outcome publish_unsigned(const std::string& release) {
         return run({"publish", "--folder", folder_.string(), "--tree", tree_.string(), "--release", release,
-                    "--unsigned", range_.string(), "--public", public_});
+                    "--unsigned", range_.string(), "--public", public_, "--allow-development-key", "--without-helper"});
     }
     Outcome attach(const fs::path& signature, const std::vector<std::string>& more = {}) {
         std::vector<std::string> all{"attach-signature", "--tree",          tree_.string(), "--release", "1",

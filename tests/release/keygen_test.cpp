@@ -126,8 +126,8 @@ TEST_F(Keygen, a_passphrase_that_was_typed_unseen_opens_the_key_from_every_sourc
     }
     ::close(file);
     make_folder(smallest_client());
-    const Arguments publish{"publish",   "--folder", folder_.string(), "--tree", tree_.string(),
-                            "--release", "1",        "--key",          name};
+    const Arguments publish{"publish",      "--without-helper", "--folder", folder_.string(), "--tree",
+                            tree_.string(), "--release",        "1",        "--key",          name};
     EXPECT_EQ(in_session(publish, {"my secret"}, screen = "").err, "");
     EXPECT_EQ(screen, "Passphrase of " + name + ": \r\n");
 }
@@ -194,7 +194,10 @@ TEST_F(Keygen, an_encrypted_key_signs_with_its_passphrase_alone_and_an_exposed_o
     const std::string name = encrypted.string();
     const std::string pem = read(VANDREL_DEVELOPMENT_KEY);
     ::setenv("RIGHT", "right", 1), ::setenv("WRONG", "wrong", 1);
-    const Arguments publish{"publish", "--folder", folder_.string(), "--tree", tree_.string(), "--release"};
+    const Arguments publish{"publish",          "--allow-development-key",
+                            "--without-helper", "--folder",
+                            folder_.string(),   "--tree",
+                            tree_.string(),     "--release"};
     const auto expect = [&](const Arguments& more, const std::string& text) {
         Arguments all = publish;
         all.insert(all.end(), more.begin(), more.end());

@@ -18,11 +18,11 @@ TEST_F(Publish, a_folder_becomes_a_manifest_that_the_helper_accepts_and_the_file
     Files client = smallest_client();
     client["data/nothing.txt"] = "";
     client["data/Canções antigas/São João.ogg"] = std::string(3U << 20U, 'x') + "end";  // over one copy buffer
-    client["Vandrel Updater.exe"] = "helper";
+    client["Vandrel Updater.exe"] = helper_program();
     make_folder(client);
     const Outcome outcome = publish("7");
     EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(outcome.out, "published release 7: 5 files, 3145752 bytes, manifest 711 bytes\n");
+    EXPECT_EQ(outcome.out, "published release 7: 5 files, 3146352 bytes, manifest 711 bytes\n");
     ASSERT_EQ(outcome.exit_code, 0);
     const std::string manifest = read(tree_ / "64/releases/7/manifest.bin");
     EXPECT_TRUE(manifest.starts_with(support::signed_range(7, client)));

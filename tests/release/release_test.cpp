@@ -6,6 +6,7 @@
 #include <span>
 #include <sstream>
 
+#include "build_config.h"
 #include "manifest/signed_manifest.h"
 #include "release/command_line.h"
 #include "winsim/world.h"
@@ -63,6 +64,15 @@ std::vector<vandrel::ManifestEntry> accepted_entries(const std::string& manifest
     return entries;
 }
 
+std::string helper_program(const std::string& url) {
+    std::string content(vandrel::kPublicModulus.begin(), vandrel::kPublicModulus.end());
+    for (const char unit : url) content += {unit, '\0'};
+    content += {'\0', '\0'};
+    std::string image = "MZ" + std::string(0x3A, '\0') + support::u32(0x40) + std::string("PE\0\0\x64\x86\1\0", 8);
+    image += std::string(16, '\0') + std::string(16, '\0');  // no optional header; the section's name and place
+    return image + support::u32(content.size()) + support::u32(0x80) + std::string(16, '\0') + content;
+}
+
 Files smallest_client() {
     return {{"init.lua", "print(1)\n"}, {"brindler_dx_x64.exe", "client"}};
 }
@@ -91,6 +101,7 @@ Outcome ReleaseTest::publish(const std::string& release, const std::vector<std::
     std::vector<std::string> arguments{"publish", "--folder",     folder_.string(),
                                        "--tree",  tree_.string(), "--release",
                                        release,   "--key",        private_key().string()};
+    arguments.insert(arguments.end(), {"--allow-development-key", "--without-helper"});
     arguments.insert(arguments.end(), more.begin(), more.end());
     return run(arguments);
 }

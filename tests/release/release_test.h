@@ -32,7 +32,10 @@ Files everything_in(const fs::path& folder);
 // The entries that the helper finds in a manifest of that release.
 std::vector<vandrel::ManifestEntry> accepted_entries(const std::string& manifest, std::uint32_t release);
 
-// The smallest folder that can be published.
+// A program as `publish` looks at helpers: its one section holds the development key's modulus, and a text.
+std::string helper_program(const std::string& url = "https://updates.example/client-brd/updater.php");
+
+// The smallest folder that can be published, with the switches of ReleaseTest::publish.
 Files smallest_client();
 
 class ReleaseTest : public ::testing::Test {
@@ -44,7 +47,7 @@ class ReleaseTest : public ::testing::Test {
     void make_folder(const Files& files);
     // The development key, in a file that nobody else can read.
     fs::path private_key();
-    // `publish` of `folder_` into `tree_` with the development key; `more` are further arguments.
+    // `publish` of `folder_` into `tree_` with the development key, and without a helper; `more` are further arguments.
     Outcome publish(const std::string& release, const std::vector<std::string>& more = {});
 
     fs::path top_;  // empty at first, removed at the end

@@ -1,0 +1,146 @@
+#include "release/copying.h"
+
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "release/refusal.h"
+
+namespace vandrel_release {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kBufferBytes = 1U << 20U;
+constexpr std::size_t kLeastBufferBytes = 1U << 12U;
+constexpr mode_t kReadByAll = S_IRUSR | S_IRGRP | S_IROTH;
+
+class Hash {
+ public:
+    Hash() : context_(EVP_MD_CTX_new(), EVP_MD_CTX_free) {
+        if (!context_ || EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) != 1) {
+            refuse_crypto("cannot start SHA-256");
+        }
+    }
+
+    void add(const char* data, std::size_t count) {
+        if (EVP_DigestUpdate(context_.get(), data, count) != 1) refuse_crypto("cannot compute SHA-256");
+    }
+
+    Digest finish() {
+        Digest digest{};
+        if (EVP_DigestFinal_ex(context_.get(), digest.data(), nullptr) != 1) refuse_crypto("cannot finish SHA-256");
+        return digest;
+    }
+
+ private:
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_;
+};
+
+std::vector<char> buffer_for(std::uint64_t size) {
+    return std::vector<char>(static_cast<std::size_t>(  // zeroing it costs, too
+        std::clamp<std::uint64_t>(size, kLeastBufferBytes, kBufferBytes)));
+}
+
+std::uint64_t size_of(const FileHandle& file, const fs::path& path) {
+    return static_cast<std::uint64_t>(status_of(file, path).st_size);
+}
+
+// A file that may turn out to have the content that is being read.
+class Twin {
+ public:
+    Twin(const fs::path& path, std::uint64_t size) : path_(path) {
+        if (path.empty() || !is_there(path)) return;
+        FileHandle file = open_for_reading(path);
+        const struct stat status = status_of(file, path);
+        if (static_cast<std::uint64_t>(status.st_size) != size || (status.st_mode & kReadByAll) != kReadByAll) return;
+        file_ = std::move(file);
+        buffer_ = buffer_for(size);
+    }
+
+    explicit operator bool() const { return static_cast<bool>(file_); }
+
+    bool goes_on_with(const char* data, std::size_t count) {
+        for (std::size_t done = 0; done < count;) {
+            const std::size_t got = read_some(file_, buffer_.data(), std::min(buffer_.size(), count - done), path_);
+            if (got == 0 || std::memcmp(buffer_.data(), data + done, got) != 0) return false;
+            done += got;
+        }
+        return true;
+    }
+
+    bool is_at_end() { return read_some(file_, buffer_.data(), 1, path_) == 0; }
+
+    bool link_to(const fs::path& name) const { return ::link(path_.c_str(), name.c_str()) == 0; }
+
+    // The first `size` bytes, which have been seen to be the same, into `target`; then it is no twin any longer.
+    void copy_start(std::uint64_t size, const FileHandle& target, const fs::path& name) {
+        const FileHandle again = open_for_reading(path_);
+        for (std::uint64_t done = 0; done < size;) {
+            const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size - done, buffer_.size()));
+            const std::size_t got = read_some(again, buffer_.data(), wanted, path_);
+            if (got == 0) throw Refusal(printable(path_.string()) + " became shorter while it was read");
+            write_all(target, buffer_.data(), got, name);
+            done += got;
+        }
+        file_ = FileHandle();
+    }
+
+ private:
+    fs::path path_;
+    FileHandle file_;
+    std::vector<char> buffer_;
+};
+
+}  // namespace
+
+Digest sha256_of(std::string_view bytes) {
+    Hash hash;
+    hash.add(bytes.data(), bytes.size());
+    return hash.finish();
+}
+
+Copied hash_file(const FileHandle& file, const fs::path& path, const OnBytes& on_bytes) {
+    Hash hash;
+    Copied read;
+    std::vector<char> buffer = buffer_for(size_of(file, path));
+    while (const std::size_t count = read_some(file, buffer.data(), buffer.size(), path)) {
+        hash.add(buffer.data(), count);
+        read.size += count;
+        on_bytes(count);
+    }
+    read.sha256 = hash.finish();
+    return read;
+}
+
+Copied copy_and_hash(const fs::path& from, const fs::path& to, const fs::path& twin_path, const OnBytes& on_bytes) {
+    const FileHandle source = open_for_reading(from);
+    const std::uint64_t size = size_of(source, from);
+    Twin twin(twin_path, size);
+    FileHandle target = twin ? FileHandle() : create_new(to, 0644);
+    Hash hash;
+    Copied copied;
+    std::vector<char> buffer = buffer_for(size);
+    while (const std::size_t count = read_some(source, buffer.data(), buffer.size(), from)) {
+        hash.add(buffer.data(), count);
+        if (twin && !twin.goes_on_with(buffer.data(), count)) {
+            target = create_new(to, 0644);
+            twin.copy_start(copied.size, target, to);
+        }
+        if (target) write_all(target, buffer.data(), count, to);
+        copied.size += count;
+        on_bytes(count);
+    }
+    if (!target && !(twin.is_at_end() && twin.link_to(to))) {  // it can have too many names already
+        twin.copy_start(copied.size, create_new(to, 0644), to);
+    }
+    copied.sha256 = hash.finish();
+    return copied;
+}
+
+}  // namespace vandrel_release

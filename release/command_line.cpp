@@ -29,6 +29,9 @@ int run_command_line(int argc, const char* const* argv, std::ostream& out, std::
     add_keygen(app, action);
     add_publish(app, action);
     add_attach_signature(app, action);
+    add_activate(app, action);
+    add_prune(app, action);
+    add_verify_tree(app, action);
     add_serve(app, action);
     try {
         app.parse(argc, argv);

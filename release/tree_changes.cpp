@@ -89,9 +89,21 @@ TreeLock::~TreeLock() {
 void make_current(const TreeLock& lock, std::uint32_t release) {
     const fs::path& tree = lock.tree();
     if (!is_there(release_folder(tree, release))) throw Refusal("the tree holds no " + named(release));
+    const auto before = current_release(tree);
+    if (before && *before != release) {  // before `current` changes: too late a time is safe, too early a one isn't
+        ::utimensat(AT_FDCWD, release_folder(tree, *before).c_str(), nullptr, 0);
+    }
     flush_folder(channel_folder(tree));
     flush_folder(tree);  // its names may be new
     replace_file(current_file(tree), std::to_string(release) + "\n", 0644);
+}
+
+std::int64_t out_of_use_since(const fs::path& tree, std::uint32_t release) {
+    struct stat status {};
+    if (::stat(release_folder(tree, release).c_str(), &status) != 0) {
+        refuse_system("cannot examine " + named(release), errno);
+    }
+    return status.st_mtim.tv_sec;
 }
 
 void adopt_unsigned(const TreeLock& lock, std::uint32_t release, const std::string& manifest,

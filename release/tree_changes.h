@@ -32,9 +32,13 @@ class TreeLock {
     FileHandle handle_;
 };
 
-// Makes a release of the tree the current one; durable when it returns. Throws Refusal if the tree doesn't hold it.
+// Makes a release of the tree the current one; durable when it returns. The folder of the one before bears the time as
+// its last change, so that out_of_use_since() can tell. Throws Refusal if the tree doesn't hold it.
 // Failure or power cut: `current` names the old one or the new one.
 void make_current(const TreeLock& lock, std::uint32_t release);
+
+// When a release that isn't current stopped being so, or came into the tree: seconds since 1970. Throws Refusal.
+std::int64_t out_of_use_since(const std::filesystem::path& tree, std::uint32_t release);
 
 // Gives a release that waits its signed manifest, which begins with unsigned_range(), and the public half of the key
 // that signed it (PEM); the caller has verified the one with the other.

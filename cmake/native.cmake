@@ -4,6 +4,9 @@
 option(VANDREL_UNITY "Compile sources together" ON)
 set(CMAKE_UNITY_BUILD ${VANDREL_UNITY})
 set(CMAKE_UNITY_BUILD_BATCH_SIZE 12)
+if(VANDREL_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-subobject-linkage)  # a name of one source alone is no danger in what includes that source
+endif()
 
 find_package(OpenSSL REQUIRED COMPONENTS Crypto SSL)
 find_package(Threads REQUIRED)

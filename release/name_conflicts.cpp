@@ -12,7 +12,7 @@
 namespace vandrel_release {
 namespace {
 
-std::string_view folder_of(std::string_view name) {
+std::string_view parent_of(std::string_view name) {
     const std::size_t slash = name.rfind('/');
     return slash == std::string_view::npos ? std::string_view() : name.substr(0, slash);
 }
@@ -44,7 +44,7 @@ struct Search {
     }
 
     void find_files_above(std::size_t index) {
-        for (auto folder = folder_of(names[index]); !folder.empty(); folder = folder_of(folder)) {
+        for (auto folder = parent_of(names[index]); !folder.empty(); folder = parent_of(folder)) {
             if (const auto found = files.find(folder); found != files.end()) add(found->second, index, false);
         }
     }
@@ -77,7 +77,7 @@ std::vector<NameConflict> find_name_conflicts(const std::vector<ReleaseFile>& fi
     std::string_view
         clean;  // a folder that nothing stands in the way of; most files lie where the one before them does
     for (std::size_t index = 0; index < files.size(); ++index) {
-        const std::string_view folder = folder_of(search.names[index]);
+        const std::string_view folder = parent_of(search.names[index]);
         if (folder == clean) continue;
         const std::size_t before = search.conflicts.size();
         search.find_files_above(index);

@@ -81,7 +81,9 @@ std::wstring join(std::wstring_view left, std::wstring_view right) {
     if (is_absolute(right) || (!right_root.empty() && right_root != left_root)) return std::wstring(right);
     const std::wstring_view behind_root = right.substr(right_root.size());
     if (has_root_directory(right)) return std::wstring(left_root) + std::wstring(behind_root);
-    std::wstring joined(left);
+    std::wstring joined;
+    joined.reserve(left.size() + 1 + behind_root.size());
+    joined = left;
     const bool only_root_name = left_root.size() == left.size();
     const bool wants_separator = only_root_name ? left_root.size() >= 3 : !is_separator(left.back());
     if (wants_separator) joined += L'\\';

@@ -21,7 +21,7 @@ from .data import Store
 from .floor_runs import run_floor
 from .helper_runs import run_check, run_update
 from .release_tool import ReleaseFolder, measure_endpoint, measure_publishing
-from .results import compare, table
+from .results import Result, compare, table
 from .rows import FOLDER_GOAL, FOLDER_PAIR, MODES, PUBLISH_GOAL, ROWS, START_GOAL
 from .start import measure_starts
 from .workplace import Workplace
@@ -33,7 +33,8 @@ def parse_arguments():
     parser.add_argument("--quick", dest="mode", action="store_const", const="quick",
                         help="little data, in under five minutes")
     parser.add_argument("--row", action="append", default=[], metavar="PATTERN",
-                        help="only the rows whose name matches, as in 'check/*' or '*/4-MiB/*'; may be repeated")
+                        help="only the rows whose name matches, as in 'check/*' or '*/4-MiB/*'; may be repeated; what "
+                        "results.json has of others stays in it")
     parser.add_argument("--output", type=Path, default=ROOT / "build" / "bench", metavar="FOLDER",
                         help="where results.json and bench.svg go")
     return parser.parse_args()
@@ -52,8 +53,8 @@ def tell(text):
 
 
 def run_round(place, rows, samples):
-    """Every row of one layout once: the helper, then the floors."""
-    for row in (row for row in rows if row.stage == "check"):
+    """Every row of one layout once, and a check, which is soon done, three times: the helper, then the floors."""
+    for row in 3 * [row for row in rows if row.stage == "check"]:
         place.serve(row.change)
         samples[row.id, "helper"].append(run_check(place, row.standing))
         for floor in row.floors:
@@ -126,14 +127,27 @@ def measure_release_tool(work, mode, selected):
     return figures
 
 
-def write_out(folder, mode, results, figures, samples):
-    folder.mkdir(parents=True, exist_ok=True)
-    document = {"mode": mode, "results": [{**asdict(result), "verdict": result.verdict} for result in results],
-                "figures": [asdict(figure) for figure in figures],
-                "samples": {"/".join(key): [asdict(cost) for cost in costs] for key, costs in samples.items()}}
-    (folder / "results.json").write_text(json.dumps(document, indent=1) + "\n")
-    if results:
-        (folder / "bench.svg").write_text(chart(results))
+class Output:
+    """results.json and bench.svg in a folder. What stands there of an earlier run of the same mode, stays until it is
+    measured again."""
+
+    def __init__(self, folder, mode):
+        folder.mkdir(parents=True, exist_ok=True)
+        self._folder = folder
+        self._document = {"mode": mode, "results": {}, "figures": {}, "samples": {}}
+        if (folder / "results.json").exists():
+            earlier = json.loads((folder / "results.json").read_text())
+            if earlier["mode"] == mode:
+                self._document = earlier
+
+    def write(self, results, figures, samples):
+        document = self._document
+        document["results"].update({result.id: asdict(result) for result in results})
+        document["figures"].update({figure.id: asdict(figure) for figure in figures})
+        document["samples"].update({"/".join(key): [asdict(cost) for cost in costs] for key, costs in samples.items()})
+        (self._folder / "results.json").write_text(json.dumps(document, indent=1) + "\n")
+        if document["results"]:
+            (self._folder / "bench.svg").write_text(chart([Result(**each) for each in document["results"].values()]))
 
 
 def open_laboratory():
@@ -148,15 +162,16 @@ def open_laboratory():
 def measure(lab, meter, arguments):
     """Gives results and figures; what there is behind each layout is written out at once."""
     mode, selected = MODES[arguments.mode], Selection(arguments.row)
+    output = Output(arguments.output, arguments.mode)
     work = lab.prefix.folder / "bench-data"
     shutil.rmtree(work, ignore_errors=True)
     starts = measure_starts(lab, meter, 4 * mode.rounds, START_GOAL) if "start" in selected else []
     results, samples = starts, defaultdict(list)
     for updates in measure_updates(lab, meter, work, mode, selected, samples):
         results = starts + updates
-        write_out(arguments.output, arguments.mode, results, [], samples)
+        output.write(results, [], samples)
     figures = measure_release_tool(work, mode, selected)
-    write_out(arguments.output, arguments.mode, results, figures, samples)
+    output.write(results, figures, samples)
     shutil.rmtree(work, ignore_errors=True)
     return results, figures
 

@@ -3,8 +3,8 @@
 from html import escape
 
 STYLE = """
-text { font: 13px system-ui, sans-serif; fill: #24292f }
-.quiet { fill: #57606a; font-size: 12px }
+text { font: 12px system-ui, sans-serif; fill: #24292f }
+.quiet { fill: #57606a }
 .plain { fill: #4078c0 } .rules { fill: #8a6fb0 } .other { fill: #6a8f3c }
 .axis { stroke: #d0d7de } .goal { stroke: #cf222e; stroke-width: 2 }
 @media (prefers-color-scheme: dark) {
@@ -12,7 +12,7 @@ text { font: 13px system-ui, sans-serif; fill: #24292f }
   .plain { fill: #6ca4f0 } .rules { fill: #b79be0 } .other { fill: #9cc466 }
 }"""
 
-LEFT, WIDTH, LINE, TOP = 330, 860, 22, 70
+LEFT, WIDTH, LINE, TOP = 390, 920, 22, 70
 
 
 def chart(results):
@@ -37,7 +37,7 @@ def bar(result, y, scale):
     kind = result.floor if result.floor in ("plain", "rules") else "other"
     end = LEFT + result.ratio * scale
     label = escape(f"{result.stage}, {result.data} / {result.floor}")
-    text = [f'<text x="{LEFT - 8}" y="{y + 13}" text-anchor="end" font-size="12">{label}</text>',
+    text = [f'<text x="{LEFT - 8}" y="{y + 13}" text-anchor="end">{label}</text>',
             f'<rect class="{kind}" x="{LEFT}" y="{y + 3}" width="{end - LEFT:.1f}" height="13" rx="2"/>',
             f'<text class="quiet" x="{end + 6:.1f}" y="{y + 14}">{result.ratio:.2f}</text>']
     if result.goal is not None:

@@ -32,7 +32,10 @@ class Layout:
     def new_contents(self):
         """Content by path of the new version. The old one of a file is the same without its last byte."""
         noise = random.Random(1)
-        return {path: noise.randbytes(noise.randint(self.smallest, self.largest)) for path in self.paths}
+
+        def content(size):
+            return b"".join(noise.randbytes(min(MIB, size - begin)) for begin in range(0, size, MIB))
+        return {path: content(noise.randint(self.smallest, self.largest)) for path in self.paths}
 
     def changed(self, change):
         """The paths that a release changes, in order."""

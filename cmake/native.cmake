@@ -52,6 +52,8 @@ file(GLOB release_sources CONFIGURE_DEPENDS release/*.cpp release/commands/*.cpp
 set(release_main "${CMAKE_SOURCE_DIR}/release/main.cpp")
 list(REMOVE_ITEM release_sources "${release_main}")
 add_library(release_core STATIC ${release_sources})
+set_source_files_properties(release/command_line.cpp PROPERTIES COMPILE_DEFINITIONS
+    VANDREL_VERSION="${PROJECT_VERSION}")
 target_link_libraries(release_core PUBLIC helper_core httplib CLI11::CLI11 nlohmann_json::nlohmann_json)
 add_executable(vandrel-release "${release_main}")
 target_link_libraries(vandrel-release PRIVATE release_core)

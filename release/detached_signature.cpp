@@ -6,6 +6,7 @@
 #include <cctype>
 
 #include "manifest/digests.h"
+#include "release/copying.h"
 #include "release/files.h"
 #include "release/key_file.h"
 #include "release/manifest_format.h"
@@ -18,14 +19,6 @@ namespace {
 constexpr std::uint64_t kMaxSignatureFileBytes = 4096;
 constexpr std::size_t kBase64Bytes = kSignatureBytes / 3 * 4;
 static_assert(kSignatureBytes % 3 == 0);  // so its base64 has no padding
-
-Digest sha256(std::string_view bytes) {
-    Digest digest{};
-    if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), nullptr, EVP_sha256(), nullptr) != 1) {
-        refuse_crypto("cannot compute SHA-256");
-    }
-    return digest;
-}
 
 std::string from_base64(std::string text) {
     text.erase(std::remove_if(text.begin(), text.end(), [](unsigned char unit) { return std::isspace(unit) != 0; }),
@@ -42,7 +35,7 @@ std::string from_base64(std::string text) {
 
 SigningRequest::SigningRequest(const std::filesystem::path& file, std::string_view range)
     : file_(file), digest_file_(file.string() + ".sha256") {
-    const Digest digest = sha256(range);
+    const Digest digest = sha256_of(range);
     digest_ = vandrel::hex_lower(digest);
     refuse_existing(digest_file_);
     create_file(file_, std::string(range), 0644);

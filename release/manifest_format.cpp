@@ -1,6 +1,8 @@
 #include "release/manifest_format.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <numeric>
 
 #include "release/refusal.h"
@@ -65,9 +67,13 @@ ReleaseFile read_entry(Reader& reader) {
 
 }  // namespace
 
+std::uint64_t add_sizes(std::uint64_t one, std::uint64_t other) {
+    return one + std::min(other, std::numeric_limits<std::uint64_t>::max() - one);
+}
+
 std::uint64_t total_size(const std::vector<ReleaseFile>& files) {
     return std::accumulate(files.begin(), files.end(), std::uint64_t{0},
-                           [](std::uint64_t total, const ReleaseFile& file) { return total + file.size; });
+                           [](std::uint64_t total, const ReleaseFile& file) { return add_sizes(total, file.size); });
 }
 
 std::uint64_t manifest_size(const std::vector<ReleaseFile>& files) {

@@ -22,7 +22,8 @@ struct ReleaseFile {
     Digest sha256{};
 };
 
-// Sum of all sizes.
+// A sum of sizes; the largest number there is if it would be larger, since a stranger's manifest may claim anything.
+std::uint64_t add_sizes(std::uint64_t one, std::uint64_t other);
 std::uint64_t total_size(const std::vector<ReleaseFile>& files);
 
 // Size in bytes of the finished manifest, signature included.

@@ -20,10 +20,13 @@ using Action = std::function<int(const Console&)>;
 // Each adds its command to `app`. The one that the user has chosen sets `action` while its options are read.
 void add_activate(CLI::App& app, Action& action);
 void add_attach_signature(CLI::App& app, Action& action);
+void add_diff(CLI::App& app, Action& action);
+void add_inspect(CLI::App& app, Action& action);
 void add_keygen(CLI::App& app, Action& action);
 void add_publish(CLI::App& app, Action& action);
 void add_prune(CLI::App& app, Action& action);
 void add_serve(CLI::App& app, Action& action);
+void add_verify(CLI::App& app, Action& action);
 void add_verify_tree(CLI::App& app, Action& action);
 
 }  // namespace vandrel_release

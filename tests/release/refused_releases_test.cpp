@@ -160,20 +160,5 @@ TEST_F(RefusedReleases, numbers_and_channels_are_checked) {
     expect_refusal("6", {"--arch", "32"}, "there is no channel 32; the only one is 64");
 }
 
-TEST_F(RefusedReleases, a_wrong_command_line_is_a_usage_error_of_one_line) {
-    const std::pair<std::vector<std::string>, std::string> table[] = {
-        {{}, "a command (see --help) is required"},
-        {{"sign"}, "The following argument was not expected: sign"},
-        {{"keygen", "--public", "x"}, "--private is required"},
-        {{"serve", "--tree", "a"}, "--certificate or --make-certificate is required"},
-        {{"serve", "--tree", "a", "--certificate", "b"}, "--certificate requires --certificate-key"}};
-    for (const auto& [arguments, text] : table) {
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.err, "vandrel-release: " + text + "\n");
-        EXPECT_EQ(outcome.exit_code, 2) << text;
-    }
-    EXPECT_EQ(run({"publish", "--help"}).exit_code, 0);
-}
-
 }  // namespace
 }  // namespace release_test

@@ -163,6 +163,7 @@ NTSTATUS WINAPI BCryptImportKeyPair(BCRYPT_ALG_HANDLE provider, BCRYPT_KEY_HANDL
                        "BCryptImportKeyPair of anything but a public key");
         CngObject object{CngKind::key, {}, {}, {}, {}};
         if (!read_blob(blob, size, object)) return kInvalidParameter;
+        if (world.exchange_key) world.exchange_key(object.exponent, object.modulus);
         *key = world.impl().cng->add(std::move(object));
         return kSuccess;
     });

@@ -104,16 +104,20 @@ void Disk::put(const std::wstring& path, std::string content) {
 }
 
 void Disk::put(const std::wstring& path, std::string content, std::uint64_t write_time) {
+    put(path, Bytes(std::move(content)), write_time);
+}
+
+void Disk::put(const std::wstring& path, const Bytes& content, std::uint64_t write_time) {
     const NodeId file = make(*impl_, path, FILE_ATTRIBUTE_ARCHIVE);
     Node& node = impl_->state.edit_node(file);
     if (node.is_folder()) throw std::invalid_argument("a folder stands at this path");
-    node.live = {CopyOnWrite<Bytes>(Bytes(std::move(content))), write_time};
+    node.live = {CopyOnWrite<Bytes>(content), write_time};
     node.flushed = node.live;
 }
 
 void Disk::lengthen(const std::wstring& path, std::uint64_t zeros) {
     Node& node = impl_->state.edit_node(require(*impl_, path).id);
-    node.live.hole = zeros;
+    node.live.bytes.edit().set_zeros(zeros);
     node.flushed = node.live;
 }
 
@@ -149,6 +153,10 @@ void Disk::set_free_bytes(std::uint64_t bytes) {
     impl_->state.free_bytes = bytes;
 }
 
+std::optional<std::uint64_t> Disk::free_bytes() const {
+    return impl_->state.free_bytes;
+}
+
 bool Disk::exists(const std::wstring& path) const {
     return look(*impl_, path).error == 0;
 }
@@ -162,6 +170,12 @@ std::string Disk::read(const std::wstring& path) const {
     const Node& node = require(*impl_, path);
     if (node.is_folder()) throw std::out_of_range("a folder stands at this path");
     return node.live.bytes->text();
+}
+
+std::shared_ptr<const Bytes> Disk::contents(const std::wstring& path) const {
+    const Node& node = require(*impl_, path);
+    if (node.is_folder()) throw std::out_of_range("a folder stands at this path");
+    return node.live.bytes.share();
 }
 
 std::uint32_t Disk::attributes(const std::wstring& path) const {

@@ -19,9 +19,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "winsim/bytes.h"
 #include "winsim/loss.h"
 
 namespace winsim {
@@ -44,8 +46,8 @@ class Disk {
     void make_folder(const std::wstring& path);
     void put(const std::wstring& path, std::string content);  // a new or changed file, written now; asks no handle
     void put(const std::wstring& path, std::string content, std::uint64_t write_time);
-    // The file ends in so many zeros, which take no memory: for files of 4 GiB. `read` leaves them out. Not to be
-    // written to.
+    void put(const std::wstring& path, const Bytes& content, std::uint64_t write_time);
+    // The file ends in so many zeros, which take no memory: for files of 4 GiB. `read` leaves them out.
     void lengthen(const std::wstring& path, std::uint64_t zeros);
     void make_junction(const std::wstring& path, const std::wstring& target_folder);
     void erase(const std::wstring& path);  // a file, junction or whole tree; nothing there is fine
@@ -53,11 +55,13 @@ class Disk {
     void set_write_time(const std::wstring& path, std::uint64_t write_time);
     // Unlimited until set; a write beyond gives error 112. Growing contents take from it, removed files give back.
     void set_free_bytes(std::uint64_t bytes);
+    std::optional<std::uint64_t> free_bytes() const;
 
     // Looking: the live state, following junctions on the way, not at the end. Nothing there: false, or out_of_range.
     bool exists(const std::wstring& path) const;
     bool is_folder(const std::wstring& path) const;
     std::string read(const std::wstring& path) const;  // throws std::out_of_range if it is no file, too
+    std::shared_ptr<const Bytes> contents(const std::wstring& path) const;  // the same, not copied
     std::uint32_t attributes(const std::wstring& path) const;
     std::uint64_t write_time(const std::wstring& path) const;
     // Full paths of everything beneath `folder`, folders with a trailing "\", sorted; a junction is listed, not

@@ -73,6 +73,9 @@ struct Disk::Impl {
     // One pending record: `node` takes the name at `place` and drops its own; what stood there is gone.
     void rename(NodeId node, const Place& place);
 
+    // The body that the network has delivered last: what is written is taken for a part of it where it is the same.
+    std::shared_ptr<const Source> delivered;
+
     // Contents. Errors: 112.
     std::uint32_t write(NodeId file, std::uint64_t offset, std::string_view data);
     void truncate(NodeId file);

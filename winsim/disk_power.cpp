@@ -1,6 +1,5 @@
 // What a power cut leaves: every loss that is possible, and the state behind each.
 #include <algorithm>
-#include <cstring>
 #include <set>
 #include <utility>
 
@@ -11,25 +10,8 @@ namespace {
 
 using Data = Loss::Data;
 
-std::uint64_t mix(std::uint64_t hash, std::uint64_t value) {
-    hash = (hash ^ value) * 0x9E3779B97F4A7C15U;
-    return hash ^ (hash >> 29);
-}
-
-std::uint64_t hash_bytes(const std::string& bytes) {
-    std::uint64_t hash = mix(1, bytes.size());
-    std::size_t at = 0;
-    for (; at + 8 <= bytes.size(); at += 8) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, bytes.data() + at, 8);
-        hash = mix(hash, word);
-    }
-    for (; at < bytes.size(); ++at) hash = mix(hash, static_cast<unsigned char>(bytes[at]));
-    return hash == 0 ? 1 : hash;
-}
-
 std::uint64_t hash_content(std::uint64_t hash, const Content& content) {
-    return mix(mix(mix(hash, content.bytes->hash()), content.hole), content.write_time);
+    return mix(mix(hash, content.bytes->hash()), content.write_time);
 }
 
 // All flags false but the first `count`.
@@ -56,8 +38,7 @@ std::vector<Loss> name_losses(std::size_t pending, LossModel model) {
 // The new size, the first half new, the rest zeros.
 Content torn(const Content& content) {
     Content result = content;
-    std::string& bytes = result.bytes.edit().edit();
-    std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), bytes.end(), '\0');
+    result.bytes = CopyOnWrite<Bytes>(content.bytes->torn());
     return result;
 }
 
@@ -67,15 +48,6 @@ Content survivor(const Node& node, Data data) {
 }
 
 }  // namespace
-
-std::uint64_t Bytes::hash() const {
-    std::uint64_t hash = hash_.load(std::memory_order_relaxed);
-    if (hash == 0) {
-        hash = hash_bytes(text_);
-        hash_.store(hash, std::memory_order_relaxed);
-    }
-    return hash;
-}
 
 DiskState DiskState::after(const Loss& loss) const {
     DiskState state = *this;

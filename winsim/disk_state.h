@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "winsim/bytes.h"
 #include "winsim/loss.h"
 
 namespace winsim {
@@ -38,40 +39,17 @@ class CopyOnWrite {
         return *value_;
     }
     bool same(const CopyOnWrite& other) const { return value_ == other.value_; }
+    std::shared_ptr<const Value> share() const { return value_; }
 
  private:
     std::shared_ptr<Value> value_;
 };
 
-// The bytes of a file, with their digest once somebody has asked for it.
-class Bytes {
- public:
-    Bytes() = default;
-    explicit Bytes(std::string text) : text_(std::move(text)) {}
-    Bytes(const Bytes& other) : text_(other.text_), hash_(other.hash_.load(std::memory_order_relaxed)) {}
-    Bytes(Bytes&& other) noexcept : text_(std::move(other.text_)) {}
-    Bytes& operator=(const Bytes&) = delete;
-
-    const std::string& text() const { return text_; }
-    std::string& edit() {
-        hash_.store(0, std::memory_order_relaxed);
-        return text_;
-    }
-    std::uint64_t hash() const;
-
- private:
-    std::string text_;
-    mutable std::atomic<std::uint64_t> hash_{0};  // 0: not computed
-};
-
 struct Content {
     CopyOnWrite<Bytes> bytes;
     std::uint64_t write_time = 0;
-    std::uint64_t hole = 0;  // zeros behind the bytes, which are counted and read but not stored
 
-    bool same(const Content& other) const {
-        return bytes.same(other.bytes) && write_time == other.write_time && hole == other.hole;
-    }
+    bool same(const Content& other) const { return bytes.same(other.bytes) && write_time == other.write_time; }
 };
 
 struct Node {
@@ -85,7 +63,7 @@ struct Node {
     bool is_junction() const { return (attributes & 0x400U) != 0; }
     bool is_plain_folder() const { return (attributes & 0x410U) == 0x10U; }
     bool is_read_only() const { return (attributes & 0x1U) != 0; }
-    std::uint64_t size() const { return live.bytes->text().size() + live.hole; }
+    std::uint64_t size() const { return live.bytes->size(); }
 };
 
 struct Name {

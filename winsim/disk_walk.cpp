@@ -109,9 +109,7 @@ std::uint32_t Disk::Impl::write(NodeId file, std::uint64_t offset, std::string_v
     if (!has_room(growth)) return ERROR_DISK_FULL;
     if (state.free_bytes) *state.free_bytes -= growth;
     Content& content = state.edit_node(file).live;
-    std::string& bytes = content.bytes.edit().edit();
-    if (offset > old_size) bytes.resize(offset);
-    bytes.replace(offset, data.size(), data);
+    content.bytes.edit().write(offset, data, delivered);
     content.write_time = now();
     return 0;
 }
@@ -120,7 +118,6 @@ void Disk::Impl::truncate(NodeId file) {
     if (state.free_bytes) *state.free_bytes += state.node(file).size();
     Content& content = state.edit_node(file).live;
     content.bytes = {};
-    content.hole = 0;
     content.write_time = now();
 }
 

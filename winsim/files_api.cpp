@@ -130,13 +130,9 @@ DWORD transfer_size(DWORD size, std::uint32_t fault) {
 BOOL read(World& world, Open& open, void* buffer, DWORD size, DWORD* done) {
     if ((open.access & winsim::kRead) == 0) return winsim::fail(world, ERROR_ACCESS_DENIED, FALSE);
     const winsim::Node& node = world.disk.impl().state.node(open.node);
-    const std::string& bytes = node.live.bytes->text();
     if (open.offset < node.size()) {
         *done = static_cast<DWORD>(std::min<std::uint64_t>(size, node.size() - open.offset));
-        const std::size_t stored = bytes.size() - std::min<std::uint64_t>(open.offset, bytes.size());
-        const std::size_t copied = std::min<std::size_t>(*done, stored);
-        std::memcpy(buffer, bytes.data() + bytes.size() - stored, copied);
-        std::memset(static_cast<char*>(buffer) + copied, 0, *done - copied);  // of the hole
+        node.live.bytes->read(open.offset, static_cast<char*>(buffer), *done);
         open.offset += *done;
     }
     return TRUE;

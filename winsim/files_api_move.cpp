@@ -52,7 +52,7 @@ BOOL copy(World& world, LPCWSTR from, LPCWSTR to, bool must_be_free) {
     }
     world.gate.inside(1);
     const winsim::Content content = disk.state.node(source.node).live;
-    if (disk.state.free_bytes) *disk.state.free_bytes -= content.bytes->text().size();
+    if (disk.state.free_bytes) *disk.state.free_bytes -= content.bytes->size();
     disk.state.edit_node(target.node).live = content;
     world.gate.last_error = ERROR_SUCCESS;  // as the opening inside of it leaves it
     return TRUE;

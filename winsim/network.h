@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "winsim/bytes.h"
+
 namespace winsim {
 
 // One request as the endpoint sees it, once WinHttpSendRequest has been called.
@@ -26,11 +28,14 @@ struct Request {
 
 // A wait that would be longer than the session's receive time-out (if it has one) ends there, with error 12002.
 struct Response {
+    std::uint64_t size() const { return source ? source->size() : body.size(); }
+
     std::uint32_t status = 200;
     std::string body;
-    std::uint32_t send_error = 0;     // WinHttpSendRequest fails with it
-    std::uint32_t receive_error = 0;  // WinHttpReceiveResponse fails with it
-    std::size_t break_at = SIZE_MAX;  // once so many bytes are delivered, WinHttpReadData fails with break_error
+    std::shared_ptr<const Source> source;  // the body instead, if it lies outside
+    std::uint32_t send_error = 0;          // WinHttpSendRequest fails with it
+    std::uint32_t receive_error = 0;       // WinHttpReceiveResponse fails with it
+    std::uint64_t break_at = UINT64_MAX;   // once so many bytes are delivered, WinHttpReadData fails with break_error
     std::uint32_t break_error = 12030;
     std::uint32_t chunk = 0;      // most bytes that one read delivers; 0: as many as it asks for
     std::uint32_t read_ms = 0;    // the clock moves by this at each read

@@ -21,7 +21,7 @@ struct InternetHandle {
     Request request;  // as far as it is known: a session's settings, a connection's host as well
     Stage stage = Stage::made;
     Response response;
-    std::size_t delivered = 0;
+    std::uint64_t delivered = 0;
 };
 
 struct Network::Impl {

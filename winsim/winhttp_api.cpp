@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "winsim/call.h"
+#include "winsim/disk_impl.h"
 #include "winsim/network_impl.h"
 #include "winsim/world_impl.h"
 
@@ -34,12 +35,22 @@ bool wait_for_server(World& world, const InternetHandle& request, std::uint32_t 
 // The bytes that the next read gives, at most `size`; 0 at the end of the body.
 std::size_t next_bytes(const InternetHandle& request, std::size_t size, std::uint32_t fault) {
     const Response& response = request.response;
-    std::size_t count = std::min(size, response.body.size() - request.delivered);
-    if (response.chunk != 0) count = std::min<std::size_t>(count, response.chunk);
+    std::uint64_t count = std::min<std::uint64_t>(size, response.size() - request.delivered);
+    if (response.chunk != 0) count = std::min<std::uint64_t>(count, response.chunk);
     if (response.break_at > request.delivered) count = std::min(count, response.break_at - request.delivered);
     // Half of them, but never none where there is one: that would be the end of the body.
     if (fault == winsim::kShortTransfer && count > 1) count /= 2;
-    return count;
+    return static_cast<std::size_t>(count);
+}
+
+void deliver(World& world, const InternetHandle& request, void* buffer, std::size_t count) {
+    const Response& response = request.response;
+    if (response.source) {
+        response.source->read(request.delivered, static_cast<char*>(buffer), count);
+    } else if (count != 0) {
+        std::memcpy(buffer, response.body.data() + request.delivered, count);
+    }
+    world.disk.impl().delivered = response.source;
 }
 
 BOOL read_data(World& world, InternetHandle& request, LPVOID buffer, DWORD size, LPDWORD read, std::uint32_t fault) {
@@ -48,7 +59,7 @@ BOOL read_data(World& world, InternetHandle& request, LPVOID buffer, DWORD size,
     }
     if (request.delivered >= request.response.break_at) return winsim::fail(world, request.response.break_error, FALSE);
     const std::size_t count = next_bytes(request, size, fault);
-    if (count != 0) std::memcpy(buffer, request.response.body.data() + request.delivered, count);
+    deliver(world, request, buffer, count);
     request.delivered += count;
     *read = static_cast<DWORD>(count);
     return TRUE;

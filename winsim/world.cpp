@@ -113,6 +113,10 @@ void World::lose_power(const Loss& loss) {
     clock.clear();
 }
 
+const std::wstring& World::image() const {
+    return impl_->image;
+}
+
 void World::set_program(const std::wstring& image, const std::wstring& command_line) {
     impl_->image = image;
     impl_->command_line = command_line;

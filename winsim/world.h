@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -45,6 +46,10 @@ class World {
     std::wstring current_folder = L"C:\\Users\\Ana";
     std::uint32_t roaming_error = 0;  // SHGetFolderPathW gives this HRESULT
 
+    // Sees each public key that a program imports, both numbers big-endian, and may put another in its place: as if the
+    // program had been built with that one. None: it stays.
+    std::function<void(std::string& exponent, std::string& modulus)> exchange_key;
+
     // Runs `entry` as a new process whose image is `image` and whose command line is `command_line` (program name
     // included), until it ends. Its handles are then closed, its mutexes abandoned. After a power cut the disk still
     // has its pending changes, and the other processes and the clock's actions still stand: the test chooses a Loss and
@@ -57,6 +62,8 @@ class World {
     // and so are the clock's actions.
     void lose_power(const Loss& loss);
 
+    // The image of the program that runs.
+    const std::wstring& image() const;
     // What GetModuleFileNameW and GetCommandLineW say to calls made directly, under a Guard.
     void set_program(const std::wstring& image, const std::wstring& command_line);
 

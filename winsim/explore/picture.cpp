@@ -11,7 +11,7 @@ Picture picture_of(const Disk& disk, const PathTest& leaves_out) {
         Seen& seen = picture[path];
         seen.attributes = disk.attributes(path);
         if (path.ends_with(L'\\')) continue;
-        seen.content = disk.read(path);
+        seen.content = disk.contents(path);
         seen.write_time = disk.write_time(path);
     }
     return picture;
@@ -22,8 +22,12 @@ std::string difference(const Picture& before, const Picture& now, const PathTest
         if (exempts(path)) continue;
         const auto found = now.find(path);
         if (found == now.end()) return "gone: " + readable(path);
-        if (found->second.content != seen.content) return "content changed: " + readable(path);
-        if (!(found->second == seen)) return "time or attributes changed: " + readable(path);
+        const Seen& other = found->second;
+        const bool same = seen.content ? other.holds(*seen.content) : !other.content;
+        if (!same) return "content changed: " + readable(path);
+        if (other.write_time != seen.write_time || other.attributes != seen.attributes) {
+            return "time or attributes changed: " + readable(path);
+        }
     }
     for (const auto& [path, seen] : now) {
         if (!exempts(path) && !before.contains(path)) return "came from nowhere: " + readable(path);

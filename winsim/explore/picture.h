@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "winsim/disk.h"
@@ -11,11 +12,11 @@
 namespace winsim::explore {
 
 struct Seen {
-    std::string content;  // of a file
+    std::shared_ptr<const Bytes> content;  // of a file; a folder has none
     std::uint64_t write_time = 0;
     std::uint32_t attributes = 0;  // of a folder these alone
 
-    bool operator==(const Seen&) const = default;
+    bool holds(const Bytes& bytes) const { return content && content->same(bytes); }
 };
 
 // By full path; folders have a trailing "\".

@@ -4,8 +4,8 @@
 option(VANDREL_UNITY "Compile sources together" ON)
 set(CMAKE_UNITY_BUILD ${VANDREL_UNITY})
 set(CMAKE_UNITY_BUILD_BATCH_SIZE 12)
-if(VANDREL_UNITY AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    add_compile_options(-Wno-subobject-linkage)  # a name of one source alone is no danger in what includes that source
+if(VANDREL_UNITY)  # g++ takes a source that is included for a header, whose unnamed types would be another in each unit
+    add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endif()
 
 find_package(OpenSSL REQUIRED COMPONENTS Crypto SSL)
@@ -42,19 +42,24 @@ add_library(helper_core STATIC ${helper_sources})
 target_include_directories(helper_core PUBLIC src "${generated_dir}")
 target_link_libraries(helper_core PUBLIC winsim)
 
+# A player's machine with the helper on it, for the rehearsal and the tests.
+file(GLOB player_sources CONFIGURE_DEPENDS player/*.cpp)
+add_library(player_machine STATIC ${player_sources})
+target_link_libraries(player_machine PUBLIC helper_core winsim_explore nlohmann_json::nlohmann_json)
+
 # The release tool. The system's build of cpp-httplib is compiled with these three, so its users are too.
 add_library(httplib INTERFACE)
 target_link_libraries(httplib INTERFACE "${httplib_library}" OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
 target_compile_definitions(httplib INTERFACE
     CPPHTTPLIB_OPENSSL_SUPPORT CPPHTTPLIB_ZLIB_SUPPORT CPPHTTPLIB_BROTLI_SUPPORT)
 
-file(GLOB release_sources CONFIGURE_DEPENDS release/*.cpp release/commands/*.cpp)
+file(GLOB release_sources CONFIGURE_DEPENDS release/*.cpp release/commands/*.cpp release/rehearsal/*.cpp)
 set(release_main "${CMAKE_SOURCE_DIR}/release/main.cpp")
 list(REMOVE_ITEM release_sources "${release_main}")
 add_library(release_core STATIC ${release_sources})
 set_source_files_properties(release/command_line.cpp PROPERTIES COMPILE_DEFINITIONS
     VANDREL_VERSION="${PROJECT_VERSION}")
-target_link_libraries(release_core PUBLIC helper_core httplib CLI11::CLI11 nlohmann_json::nlohmann_json)
+target_link_libraries(release_core PUBLIC player_machine httplib CLI11::CLI11)
 add_executable(vandrel-release "${release_main}")
 target_link_libraries(vandrel-release PRIVATE release_core)
 

@@ -10,7 +10,7 @@ enable_testing()
 
 file(GLOB support_sources CONFIGURE_DEPENDS tests/support/*.cpp)
 add_library(test_support STATIC ${support_sources})
-target_link_libraries(test_support PUBLIC helper_core winsim_explore GTest::gtest)
+target_link_libraries(test_support PUBLIC player_machine GTest::gtest)
 target_compile_definitions(test_support PUBLIC
     VANDREL_DEVELOPMENT_KEY="${CMAKE_SOURCE_DIR}/keys/development_private.pem")
 

@@ -32,12 +32,11 @@ std::string wrong_folder(const HelperRun& run, const Picture& before) {
     const Picture now = picture_of(disk);
     if (taken_back) return not_as_before(before, now);
     // A file that couldn't be read in the comparison is brought anew.
-    return run.succeeded() ? not_updated(before, kNewRelease, now, true)
-                           : neither_old_nor_new(before, kNewRelease, now);
+    return run.succeeded() ? not_updated(before, kNewRelease, now, true) : neither_old_nor_new(before, now);
 }
 
 std::string wrong_after_failure(Recovery& recovery, HelperRun& run, const Fault& fault) {
-    std::string wrong = wrong_ending(run);
+    std::string wrong = run.wrong_ending();
     if (!wrong.empty()) return wrong;
     const bool status_lost = fault.is("ReplaceFileW") && (fault.error == 1176 || fault.error == 1177);
     if (!run.machine.has_status() && !status_lost) return "no status was written";
@@ -50,14 +49,14 @@ std::string wrong_after_failure(Recovery& recovery, HelperRun& run, const Fault&
     disk.erase(run.machine.status_path());
     run.machine.forget_command();
     // Files that were brought anew for nothing have another time than the recovery looks for.
-    const bool anew = run.succeeded() && !neither_old_nor_new(recovery.before(), kNewRelease, picture_of(disk)).empty();
+    const bool anew = run.succeeded() && !neither_old_nor_new(recovery.before(), picture_of(disk)).empty();
     return anew ? recovery.unhealed(disk.snapshot()) : recovery.wrong_from(disk.snapshot(), kThirdRun);
 }
 
 std::string wrong_after_denial(const Recovery& recovery, HelperRun& run, const Fault& fault) {
-    std::string wrong = wrong_ending(run);
+    std::string wrong = run.wrong_ending();
     const winsim::Disk& disk = run.machine.world.disk;
-    if (wrong.empty()) wrong = foreign_content(recovery.before(), kNewRelease, picture_of(disk));
+    if (wrong.empty()) wrong = oracle().foreign_content(recovery.before(), recovery.course().release, picture_of(disk));
     if (!wrong.empty()) return wrong;
     wrong = recovery.unhealed(disk.snapshot());
     // The active record was denied, and the backups have gone for it.

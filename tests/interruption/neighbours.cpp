@@ -205,10 +205,11 @@ std::string wrong_beside(Recovery& recovery, const std::string& story, HelperRun
                          bool came) {
     const Action action(done.action);
     winsim::Disk& disk = run.machine.world.disk;
-    std::string wrong = wrong_ending(run);
+    std::string wrong = run.wrong_ending();
     if (wrong.empty()) wrong = wrong_report(run, action.holds_files());
     if (wrong.empty()) {
-        wrong = foreign_content(without(recovery.before(), action), kNewRelease, without(picture_of(disk), action));
+        wrong = oracle().foreign_content(without(recovery.before(), action), recovery.course().release,
+                                         without(picture_of(disk), action));
     }
     if (!wrong.empty()) return wrong;
     const bool harmless = !came || action.what == "half" || done.action == "reader,80";

@@ -1,55 +1,21 @@
-// What a run must have kept, and what must be true of all that comes after it.
+// The recovery of the stories' folder.
 #pragma once
 
 #include <string>
 
+#include "player/recovery.h"
 #include "tests/interruption/oracle.h"
-#include "tests/interruption/story.h"
-#include "winsim/explore/verdicts.h"
 
 namespace interruption {
 
-// What every run that ended by itself must have kept: no forbidden call, nothing that escaped, no handle, no block and
-// no lock left.
-std::string wrong_ending(const HelperRun& run);
+using player::Recovery;
 
-// A power cut inside ReplaceFileW may take away a file without which nobody can start the client or the helper. The
-// rules then refuse every start until somebody puts it back: gives the disk with the old files put back from the
-// backups, as a player or a support desk would. Null where nothing is missing. `wrong` says if a start in between did
-// not refuse, or changed the folder.
-Snapshot put_back_by_hand(const Snapshot& disk, int number, std::string& wrong);
-
-// The recovery from whatever has happened to the folder of `before`.
-class Recovery {
- public:
-    explicit Recovery(Picture before) : before_(std::move(before)) {}
-
-    // What is wrong with a disk as a cut has left it: what stood there before must be either release exactly, unless an
-    // active record says otherwise; and what `wrong_from` says of run `next`.
-    std::string wrong_after_cut(const Snapshot& disk, int next);
-    // An undisturbed run `number` makes the folder whole; if it took an install back, an ordinary run then brings the
-    // release; and a run a day later, with the next release, leaves nothing behind but what the rules leave. Each disk
-    // is judged once and remembered. Any thread.
-    std::string wrong_from(const Snapshot& disk, int number);
-    // Less than that: whatever the folder looks like, undisturbed runs come to an end and bring the release.
-    std::string unhealed(const Snapshot& disk) const;
-
-    std::uint64_t distinct() const { return verdicts_.distinct(); }  // disks judged, each run counted by itself
-    // Of them, those that nobody could start from until a file was put back by hand.
-    std::uint64_t refused() const { return put_back_.distinct(); }
-    const Picture& before() const { return before_; }
-
-    bool trace = false;  // replays print the calls of every run
-
- private:
-    std::string judge(const Snapshot& disk, int number);
-    std::string judge_run(const Snapshot& disk, int number);
-    std::string judge_next_day(const Snapshot& disk) const;
-    void go(HelperRun& run) const;
-
-    const Picture before_;
-    winsim::explore::Verdicts verdicts_;
-    winsim::explore::Verdicts put_back_;
-};
+inline const player::Course& course() {
+    const auto start = [](const Snapshot& disk, int number) -> std::unique_ptr<player::UpdateRun> {
+        return std::make_unique<HelperRun>(disk, number);
+    };
+    static const player::Course one{start, support::kClient, oracle(), layout_of(kNewRelease), layout_of(kNextRelease)};
+    return one;
+}
 
 }  // namespace interruption

@@ -23,9 +23,9 @@ void append(std::vector<Disturbance>& all, std::vector<Disturbance> more) {
 }  // namespace
 
 winsim::explore::Scenario Exploration::scenario(const std::string& story) {
-    const auto start = [story](const Snapshot& disk, int number) -> std::unique_ptr<Run> {
+    const auto start = [this, story](const Snapshot& disk, int number) -> std::unique_ptr<Run> {
         std::string wrong;  // found again by the recovery
-        const Snapshot put_back = put_back_by_hand(disk, number, wrong);
+        const Snapshot put_back = player::put_back_by_hand(recovery_.course(), disk, number, wrong);
         auto run = std::make_unique<HelperRun>(put_back ? put_back : disk, number);
         if (number == kFirstRun) arrange(story, *run);
         return run;

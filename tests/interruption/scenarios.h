@@ -24,7 +24,7 @@ struct Depth {
 
 class Exploration {
  public:
-    Exploration() : recovery_(picture_of(disk_with_old_release())) {}
+    Exploration() : recovery_(picture_of(disk_with_old_release()), course()) {}
 
     void cuts(const Depth& depth);
     void faults(const Depth& depth);

@@ -13,9 +13,7 @@
 namespace interruption {
 namespace {
 
-constexpr std::uint64_t kHour = 3600ULL * 1000 * winsim::kTicksPerMs;
-constexpr std::uint64_t kFirstRunTime = 134273808000000000;  // 1 July 2026, 12:00 UTC
-constexpr std::uint64_t kInstallTime = kFirstRunTime - 240 * kHour;
+using player::kInstallTime;
 
 std::string bytes(std::size_t size, unsigned seed) {
     std::string content(size, '\0');
@@ -76,13 +74,6 @@ std::wstring target_of(const std::string& managed) {
     return path;
 }
 
-std::wstring job_of(int run) {
-    constexpr const wchar_t* kDigits = L"0123456789abcdef";
-    std::wstring job(32, L'a');
-    for (std::size_t i = 0; i < 8; ++i) job[31 - i] = kDigits[(static_cast<unsigned>(run) >> (4 * i)) & 15U];
-    return job;
-}
-
 namespace {
 
 Snapshot make_old_release() {
@@ -120,40 +111,15 @@ Snapshot disk_with_interrupted_install() {
     return disk;
 }
 
-HelperRun::HelperRun(const Snapshot& disk, int number, std::uint32_t release) : number_(number) {
-    winsim::World& world = machine.world;
-    world.disk.restore(disk);
-    had_record_ = world.disk.exists(machine.active_record());
-    const auto hours = static_cast<std::uint64_t>(number >= kNextDayRun ? number + 24 : number);
-    world.clock.set_file_time(kFirstRunTime + hours * kHour);
-    // No two runs share a process id, as none would on a machine with a day's work behind it.
-    for (int i = 0; i < 3 * number; ++i) world.processes.end(world.processes.start(L"C:\\Windows\\explorer.exe"));
-    machine.job = job_of(number);
+HelperRun::HelperRun(const Snapshot& disk, int number, std::uint32_t release) : UpdateRun(machine) {
+    switch_on(disk, number);
     if (release == 0) release = number == kNextDayRun ? kNextRelease : kNewRelease;
     machine.publish(release, release_files(release));
-    machine.client_answers("apply");
-    machine.start_client();
-}
-
-void HelperRun::run() {
-    begin('f');
-    processes_.push_back(machine.run_first());
-    const winsim::RunResult& first = processes_.back();
-    if (first.end != winsim::RunResult::End::exited || first.exit_code != 0) return;
-    if (machine.world.processes.starts().empty()) return;
-    begin('c');
-    processes_.push_back(machine.run_copy());
 }
 
 std::uint32_t HelperRun::own_fault(const winsim::Call& call) {
     const bool due = fails_last_replacement && call.name == "ReplaceFileW" && call.subject == target_of("init.lua");
     return due ? 1175 : 0;
-}
-
-std::vector<winsim::Start> HelperRun::client_starts() const {
-    std::vector<winsim::Start> starts = machine.world.processes.starts();
-    std::erase_if(starts, [](const winsim::Start& start) { return start.application != support::kClient; });
-    return starts;
 }
 
 Snapshot disk_of(const std::string& story) {

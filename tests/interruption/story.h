@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "player/update_run.h"
 #include "tests/support/machine.h"
 #include "winsim/explore/explore.h"
 
@@ -30,45 +31,25 @@ Snapshot disk_with_old_release();
 // The same, its installation of the new release interrupted before the commit: every file is new, the record stands.
 Snapshot disk_with_interrupted_install();
 
-// The runs of a history: each has a job, process ids and a time of its own. The last one comes more than a day later,
-// with the next release; all others find the new release.
-inline constexpr int kFirstRun = 1;     // the one that is disturbed
-inline constexpr int kSecondRun = 2;    // the recovery, cut again
-inline constexpr int kThirdRun = 3;     // the recovery from that
-inline constexpr int kOrdinaryRun = 4;  // brings the release where the one before has taken an install back
-inline constexpr int kNextDayRun = 5;
+using player::job_of;
+using player::kFirstRun;
+using player::kNextDayRun;
+using player::kOrdinaryRun;
+using player::kSecondRun;
+using player::kThirdRun;
 
-std::wstring job_of(int run);
-
-// One start of the client and the helper on a machine that has just been switched on, with `disk` in it. The client is
-// there, agrees to whatever is offered, and closes when it is told to. Its processes are the first instance, 'f', and,
-// if that has started one, the temporary copy, 'c'.
-class HelperRun : public winsim::explore::Run {
+// One run of such a history. The endpoint has the new release, for the next day's run the next one.
+class HelperRun : public player::UpdateRun {
  public:
     // `release` is what the endpoint has; 0: what the run's number says.
     HelperRun(const Snapshot& disk, int number, std::uint32_t release = 0);
 
-    winsim::World& world() override { return machine.world; }
-    void run() override;
     std::uint32_t own_fault(const winsim::Call& call) override;
     bool interfere(const std::string& action) override;  // the actions: see neighbours.h
-
-    int number() const { return number_; }
-    bool had_record() const { return had_record_; }
-    std::vector<winsim::Start> client_starts() const;
-    // Once it has run.
-    const std::vector<winsim::RunResult>& processes() const { return processes_; }
-    bool copy_ran() const { return processes_.size() == 2; }
-    bool succeeded() const { return processes_.back().exit_code == 0; }
 
     support::Machine machine;
     // The replacement of the plan's last file that existed fails before it has begun, so that all is taken back.
     bool fails_last_replacement = false;
-
- private:
-    int number_;
-    bool had_record_;
-    std::vector<winsim::RunResult> processes_;
 };
 
 // The first runs that are disturbed:

@@ -44,7 +44,7 @@ class Walk {
  private:
     std::string step(int number, bool disturbed) {
         std::string wrong;
-        const Snapshot put_back = put_back_by_hand(disk_, number, wrong);
+        const Snapshot put_back = player::put_back_by_hand(course(), disk_, number, wrong);
         const auto release = disturbed ? static_cast<std::uint32_t>(kNewRelease + dice_.below(2)) : kNextRelease;
         HelperRun run(put_back ? put_back : disk_, number, release);
         if (!run.had_record()) attempted_ = release;
@@ -57,7 +57,7 @@ class Walk {
         }
         if (!run.power_cut()) {
             run.machine.world.clock.advance(120000);
-            if (wrong.empty()) wrong = wrong_ending(run);
+            if (wrong.empty()) wrong = run.wrong_ending();
             if (!disturbed && !run.succeeded()) wrong = "stuck: " + run.machine.status().detail;
         }
         if (trace_ && run.machine.has_status()) {

@@ -74,6 +74,7 @@ int run_command_line(int argc, const char* const* argv, std::ostream& out, std::
     add_activate(app, action);
     add_prune(app, action);
     add_verify_tree(app, action);
+    add_rehearse(app, action);
     add_serve(app, action);
     add_inspect(app, action);
     add_verify(app, action);

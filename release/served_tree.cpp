@@ -16,7 +16,7 @@ std::uint64_t size_of(const struct stat& status) {
 }  // namespace
 
 std::optional<ServedFile> ServedTree::open_manifest() {
-    std::optional<std::uint32_t> release = current_release(tree_);
+    std::optional<std::uint32_t> release = current();
     while (release) {
         const std::filesystem::path path = manifest_path(release_folder(tree_, *release));
         try {
@@ -24,7 +24,7 @@ std::optional<ServedFile> ServedTree::open_manifest() {
             const std::uint64_t size = size_of(status_of(file, path));
             return ServedFile{std::move(file), size, *release};
         } catch (const Refusal&) {
-            const std::optional<std::uint32_t> now = current_release(tree_);
+            const std::optional<std::uint32_t> now = current();
             if (now == release) throw;  // else it was removed because another is current since
             release = now;
         }

@@ -14,6 +14,7 @@
 #include <unordered_map>
 
 #include "release/files.h"
+#include "release/tree.h"
 
 namespace vandrel_release {
 
@@ -25,7 +26,9 @@ struct ServedFile {
 
 class ServedTree {
  public:
-    explicit ServedTree(std::filesystem::path tree) : tree_(std::move(tree)) {}
+    // `current`: the release that counts as the current one, whatever the tree says; it may be a draft.
+    explicit ServedTree(std::filesystem::path tree, std::optional<std::uint32_t> current = std::nullopt)
+        : tree_(std::move(tree)), current_(current) {}
 
     // The manifest of the current release; nothing if none is published. Refusal if it is missing.
     std::optional<ServedFile> open_manifest();
@@ -42,7 +45,10 @@ class ServedTree {
     };
     std::shared_ptr<const List> list_of(std::uint32_t release);
 
+    std::optional<std::uint32_t> current() const { return current_ ? current_ : current_release(tree_); }
+
     std::filesystem::path tree_;
+    std::optional<std::uint32_t> current_;
     std::mutex mutex_;
     // A release is read once; few are kept, since a list can have 100000 entries.
     std::map<std::uint32_t, std::shared_ptr<const List>> lists_;

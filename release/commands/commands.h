@@ -25,6 +25,7 @@ void add_inspect(CLI::App& app, Action& action);
 void add_keygen(CLI::App& app, Action& action);
 void add_publish(CLI::App& app, Action& action);
 void add_prune(CLI::App& app, Action& action);
+void add_rehearse(CLI::App& app, Action& action);
 void add_serve(CLI::App& app, Action& action);
 void add_verify(CLI::App& app, Action& action);
 void add_verify_tree(CLI::App& app, Action& action);

@@ -1,0 +1,124 @@
+// What `rehearse` finds in a tree before a player does. The trees are made by hand, since `publish` refuses some of
+// them.
+#include <functional>
+
+#include "build_config.h"
+#include "release_test.h"
+#include "tests/support/machine.h"
+
+namespace release_test {
+namespace {
+
+constexpr const char* kUrl = "https://updates.example/client-brd/updater.php";
+
+std::string helper(const std::string& url = kUrl, unsigned char key_change = 0) {
+    std::string modulus(vandrel::kPublicModulus.begin(), vandrel::kPublicModulus.end());
+    modulus[7] = static_cast<char>(modulus[7] ^ key_change);
+    std::string bytes = "MZ" + modulus;
+    for (const char unit : url + '\0') bytes += std::string{unit, '\0'};
+    return bytes;
+}
+
+Files release_one() {
+    return {{"init.lua", "1"},
+            {"brindler_dx_x64.exe", "dx 1"},
+            {"Vandrel Updater.exe", helper()},
+            {"data/big.dat", std::string(100000, '1')}};
+}
+
+Files release_two() {
+    Files files = release_one();
+    files["init.lua"] = "22";
+    files["data/big.dat"] = std::string(200000, '2');
+    files["modules/novo/São João.lua"] = "3";
+    return files;
+}
+
+class Rehearse : public ReleaseTest {
+ protected:
+    void keep(std::uint32_t number, const Files& files) {
+        const fs::path folder = tree_ / "64/releases" / std::to_string(number);
+        write(folder / "manifest.bin", support::manifest_of(number, files));
+        const fs::path keys = fs::path(VANDREL_DEVELOPMENT_KEY).parent_path();
+        write(folder / "public.pem", read(keys / "development_public.pem"));
+        for (const auto& [path, content] : files) write(folder / "files" / path, content);
+    }
+    Outcome rehearse(const std::string& to, const std::vector<std::string>& more = {}) {
+        std::vector<std::string> arguments{"rehearse", "--tree", tree_.string(), "--to", to};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return run(arguments);
+    }
+};
+
+TEST_F(Rehearse, a_good_release_reaches_players_of_each_old_one_whatever_happens_on_the_way) {
+    Files first = release_one();
+    first["brindler_gl_x64.exe"] = "gl 1";
+    first["data/left behind.dat"] = "of release 1";
+    keep(1, first);
+    keep(2, release_one());
+    keep(3, release_two());
+    const Files before = everything_in(tree_);
+    const Outcome outcome = rehearse("3", {"--from", "2"});
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out,
+              "release 2, brindler_dx_x64.exe: 3 files, 200003 bytes to fetch, 202400 bytes of disk at the peak, "
+              "5 requests\n"
+              "  update: held, current 'Atualizacao instalada.'\n"
+              "  cancelled: held, cancelled 'Atualizacao cancelada.'\n"
+              "  server gone: held, error 'Falha HTTP no download (Windows 12007)'\n"
+              "  disk full: held, error 'Falha ao gravar arquivo parcial (Windows 112)'\n"
+              "rehearsed release 3: 4 stories, all held\n");
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(everything_in(tree_), before);
+}
+
+struct Trouble {
+    const char* what;
+    std::function<void(Files& from, Files& to)> plan;
+    std::function<void(const fs::path& to)> damage;  // in the folder of the new release's files
+    const char* said;
+};
+
+TEST_F(Rehearse, what_would_fail_on_players_machines_fails_here_in_the_helpers_own_words) {
+    const auto sound = [](const fs::path&) {};
+    const auto same = [](Files&, Files&) {};
+    const std::vector<Trouble> table{
+        {"a file turned folder", [](Files& from, Files& to) { from["data/mapa"] = to["data/mapa/norte"] = "m"; }, sound,
+         "error 'Falha local no atualizador. Seus arquivos de recuperacao foram preservados.'"},
+        {"a folder turned file", [](Files& from, Files& to) { from["data/mapa/norte"] = to["data/mapa"] = "m"; }, sound,
+         "error 'Destino de download existente nao e um arquivo regular.'"},
+        {"a helper with another key", [](Files& from, Files&) { from["Vandrel Updater.exe"] = helper(kUrl, 1); }, sound,
+         "error 'Assinatura digital do manifesto rejeitada.'"},
+        {"a helper with another endpoint",
+         [](Files& from, Files&) {
+             from["Vandrel Updater.exe"] = helper("https://old.example/client-brd/updater.php");
+         },
+         sound, "error 'Falha HTTP no download (Windows 12007)'"},
+        {"a new helper with another key", [](Files&, Files& to) { to["Vandrel Updater.exe"] = helper(kUrl, 1); }, sound,
+         "the next start said error 'Assinatura digital do manifesto rejeitada.'"},
+        {"a damaged file", same, [](const fs::path& to) { write(to / "data/big.dat", std::string(200000, '3')); },
+         "error 'SHA-256 incremental difere do manifesto.'"},
+        {"a missing file", same, [](const fs::path& to) { fs::remove(to / "data/big.dat"); },
+         "error 'Servidor respondeu HTTP 500.'"},
+        {"two names that are one", [](Files&, Files& to) { to["data/Á.png"] = "A", to["data/á.png"] = "a"; }, sound,
+         "error 'Arquivo preparado nao confere antes da instalacao.'"},
+        {"no client", [](Files&, Files& to) { to.erase("brindler_dx_x64.exe"); }, sound,
+         "error 'Manifesto sem init.lua ou backend selecionado.'"},
+    };
+    for (const Trouble& row : table) {
+        fs::remove_all(tree_);
+        Files from = release_one();
+        Files to = release_two();
+        row.plan(from, to);
+        keep(1, from);
+        keep(2, to);
+        row.damage(tree_ / "64/releases/2/files");
+        const Outcome outcome = rehearse("2");
+        const std::string line = "vandrel-release: release 1, brindler_dx_x64.exe, update: ";
+        EXPECT_EQ(outcome.err, line + row.said + "\n") << row.what;
+        EXPECT_EQ(outcome.exit_code, 1) << row.what;
+    }
+}
+
+}  // namespace
+}  // namespace release_test

@@ -29,7 +29,7 @@ void print_text(const PublishOptions& options, const PublishReport& report, std:
         << " bytes\n";
 }
 
-void print_json(const PublishOptions& options, const PublishReport& report, std::ostream& out) {
+void print_publication_json(const PublishOptions& options, const PublishReport& report, std::ostream& out) {
     nlohmann::ordered_json json{{"release", options.release},
                                 {"current", report.digest_to_sign.empty() && options.current == MakeCurrent::yes},
                                 {"files", report.file_count},
@@ -102,7 +102,7 @@ void add_publish(CLI::App& app, Action& action) {
             given->progress = terminal_of(console.err);
             const PublishReport report = publish(*given);
             warn_of_exposed_key(given->key, console.err);
-            (given->json ? print_json : print_text)(*given, report, console.out);
+            (given->json ? print_publication_json : print_text)(*given, report, console.out);
             return 0;
         };
     });

@@ -65,7 +65,7 @@ std::wstring target_of(const std::string& path) {
     return target;
 }
 
-std::string manifest_of(const std::filesystem::path& tree, std::uint32_t number) {
+std::string kept_manifest(const std::filesystem::path& tree, std::uint32_t number) {
     const std::filesystem::path path = manifest_path(release_folder(tree, number));
     if (!is_there(path)) throw Refusal("the tree holds no release " + std::to_string(number));
     return read_small_file(path, kMaxManifestBytes);
@@ -74,7 +74,7 @@ std::string manifest_of(const std::filesystem::path& tree, std::uint32_t number)
 }  // namespace
 
 KeptRelease::KeptRelease(const std::filesystem::path& tree, std::uint32_t number)
-    : number_(number), manifest_(manifest_of(tree, number)) {
+    : number_(number), manifest_(kept_manifest(tree, number)) {
     const std::filesystem::path folder = files_folder(release_folder(tree, number));
     const auto open = std::make_shared<OpenFile>();
     for (const ReleaseFile& file : list_manifest(manifest_).files) {

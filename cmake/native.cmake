@@ -10,7 +10,6 @@ endif()
 
 find_package(OpenSSL REQUIRED COMPONENTS Crypto SSL)
 find_package(Threads REQUIRED)
-find_package(ICU REQUIRED COMPONENTS uc)
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_library(httplib_library cpp-httplib REQUIRED)

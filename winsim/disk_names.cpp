@@ -1,6 +1,8 @@
 #include "winsim/disk_names.h"
 
-#include <unicode/uchar.h>
+#include <locale.h>
+#include <wctype.h>
+
 #include <windows.h>
 
 namespace winsim {
@@ -96,7 +98,8 @@ void check(SplitPath& split, bool pattern) {
 }  // namespace
 
 wchar_t fold_beyond_ascii(wchar_t unit) {
-    const auto capital = static_cast<wchar_t>(u_toupper(static_cast<UChar32>(unit)));
+    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const auto capital = static_cast<wchar_t>(towupper_l(static_cast<wint_t>(unit), unicode));
     return capital > 0x7F ? capital : unit;  // a capital of ASCII has small letters of its own
 }
 

@@ -10,7 +10,7 @@
 namespace winsim {
 
 // Units that the file system takes for one in a name become one: ASCII letters small, all others as Unicode's simple
-// mapping to capitals has them, unit by unit.
+// mapping to capitals has them (the C library's), unit by unit.
 wchar_t fold_beyond_ascii(wchar_t unit);
 inline wchar_t fold(wchar_t unit) {
     if (unit > 0x7F) return fold_beyond_ascii(unit);

@@ -14,16 +14,21 @@
 namespace vandrel_release {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr std::size_t kBufferBytes = 1U << 20U;
 constexpr std::size_t kLeastBufferBytes = 1U << 12U;
 constexpr mode_t kReadByAll = S_IRUSR | S_IRGRP | S_IROTH;
 
+// Looking the algorithm up takes longer than hashing a small file.
+const EVP_MD* sha256() {
+    static const std::unique_ptr<EVP_MD, decltype(&EVP_MD_free)> algorithm(EVP_MD_fetch(nullptr, "SHA256", nullptr),
+                                                                           EVP_MD_free);
+    return algorithm.get();
+}
+
 class Hash {
  public:
     Hash() : context_(EVP_MD_CTX_new(), EVP_MD_CTX_free) {
-        if (!context_ || EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) != 1) {
+        if (!context_ || EVP_DigestInit_ex(context_.get(), sha256(), nullptr) != 1) {
             refuse_crypto("cannot start SHA-256");
         }
     }
@@ -47,14 +52,14 @@ std::vector<char> buffer_for(std::uint64_t size) {
         std::clamp<std::uint64_t>(size, kLeastBufferBytes, kBufferBytes)));
 }
 
-std::uint64_t size_of(const FileHandle& file, const fs::path& path) {
+std::uint64_t size_of(const FileHandle& file, const std::string& path) {
     return static_cast<std::uint64_t>(status_of(file, path).st_size);
 }
 
 // A file that may turn out to have the content that is being read.
 class Twin {
  public:
-    Twin(const fs::path& path, std::uint64_t size) : path_(path) {
+    Twin(const std::string& path, std::uint64_t size) : path_(path) {
         if (path.empty() || !is_there(path)) return;
         FileHandle file = open_for_reading(path);
         const struct stat status = status_of(file, path);
@@ -76,15 +81,15 @@ class Twin {
 
     bool is_at_end() { return read_some(file_, buffer_.data(), 1, path_) == 0; }
 
-    bool link_to(const fs::path& name) const { return ::link(path_.c_str(), name.c_str()) == 0; }
+    bool link_to(const std::string& name) const { return ::link(path_.c_str(), name.c_str()) == 0; }
 
     // The first `size` bytes, which have been seen to be the same, into `target`; then it is no twin any longer.
-    void copy_start(std::uint64_t size, const FileHandle& target, const fs::path& name) {
+    void copy_start(std::uint64_t size, const FileHandle& target, const std::string& name) {
         const FileHandle again = open_for_reading(path_);
         for (std::uint64_t done = 0; done < size;) {
             const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size - done, buffer_.size()));
             const std::size_t got = read_some(again, buffer_.data(), wanted, path_);
-            if (got == 0) throw Refusal(printable(path_.string()) + " became shorter while it was read");
+            if (got == 0) throw Refusal(printable(path_) + " became shorter while it was read");
             write_all(target, buffer_.data(), got, name);
             done += got;
         }
@@ -92,7 +97,7 @@ class Twin {
     }
 
  private:
-    fs::path path_;
+    std::string path_;
     FileHandle file_;
     std::vector<char> buffer_;
 };
@@ -105,7 +110,7 @@ Digest sha256_of(std::string_view bytes) {
     return hash.finish();
 }
 
-Copied hash_file(const FileHandle& file, const fs::path& path, const OnBytes& on_bytes) {
+Copied hash_file(const FileHandle& file, const std::string& path, const OnBytes& on_bytes) {
     Hash hash;
     Copied read;
     std::vector<char> buffer = buffer_for(size_of(file, path));
@@ -118,7 +123,8 @@ Copied hash_file(const FileHandle& file, const fs::path& path, const OnBytes& on
     return read;
 }
 
-Copied copy_and_hash(const fs::path& from, const fs::path& to, const fs::path& twin_path, const OnBytes& on_bytes) {
+Copied copy_and_hash(const std::string& from, const std::string& to, const std::string& twin_path,
+                     const OnBytes& on_bytes) {
     const FileHandle source = open_for_reading(from);
     const std::uint64_t size = size_of(source, from);
     Twin twin(twin_path, size);

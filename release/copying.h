@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "release/files.h"
@@ -23,13 +23,12 @@ using OnBytes = std::function<void(std::uint64_t)>;
 
 // Reads a file from where its handle stands to its end; `path` is for messages. One buffer of 1 MiB at most, whatever
 // the file's size. Throws Refusal.
-Copied hash_file(const FileHandle& file, const std::filesystem::path& path, const OnBytes& on_bytes);
+Copied hash_file(const FileHandle& file, const std::string& path, const OnBytes& on_bytes);
 
 // Puts the content of `from`, which is read once, under the new name `to`, mode 0644; size and digest are those of the
 // bytes that stand there. If `twin` is a file with the very same content on the same file system, `to` becomes another
 // name of it; whoever calls this never writes to either again. Two buffers of 1 MiB at most.
 // The copy isn't durable yet. Throws Refusal with the path and the system's reason; `to` may then be half a file.
-Copied copy_and_hash(const std::filesystem::path& from, const std::filesystem::path& to,
-                     const std::filesystem::path& twin, const OnBytes& on_bytes);
+Copied copy_and_hash(const std::string& from, const std::string& to, const std::string& twin, const OnBytes& on_bytes);
 
 }  // namespace vandrel_release

@@ -12,8 +12,8 @@
 namespace vandrel_release {
 namespace {
 
-std::string named(const std::filesystem::path& path) {
-    return printable(path.string());
+std::string named(const std::string& path) {
+    return printable(path);
 }
 
 void flush(const FileHandle& file, const std::filesystem::path& path) {
@@ -59,7 +59,7 @@ FileHandle::~FileHandle() {
     if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-FileHandle open_for_reading(const std::filesystem::path& path) {
+FileHandle open_for_reading(const std::string& path) {
     // O_NONBLOCK: opening a pipe must not wait for a writer; it means nothing for a regular file.
     FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!file) refuse_system("cannot open " + named(path), errno);
@@ -86,7 +86,7 @@ FileHandle open_beneath(const std::filesystem::path& folder, const std::string& 
     return {};
 }
 
-bool is_there(const std::filesystem::path& path) {
+bool is_there(const std::string& path) {
     return std::filesystem::symlink_status(path).type() != std::filesystem::file_type::not_found;
 }
 
@@ -99,7 +99,7 @@ std::vector<std::string> names_in(const std::filesystem::path& folder) {
     return names;
 }
 
-struct stat status_of(const FileHandle& file, const std::filesystem::path& path) {
+struct stat status_of(const FileHandle& file, const std::string& path) {
     struct stat status {};
     if (::fstat(file.get(), &status) != 0) refuse_system("cannot examine " + named(path), errno);
     return status;
@@ -119,13 +119,13 @@ std::string read_small_file(const std::filesystem::path& path, std::uint64_t lim
     return content;
 }
 
-FileHandle create_new(const std::filesystem::path& path, mode_t mode) {
+FileHandle create_new(const std::string& path, mode_t mode) {
     FileHandle file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
     if (!file) refuse_system("cannot create " + named(path), errno);
     return file;
 }
 
-void write_all(const FileHandle& file, const char* data, std::size_t size, const std::filesystem::path& path) {
+void write_all(const FileHandle& file, const char* data, std::size_t size, const std::string& path) {
     while (size > 0) {
         const ssize_t written = ::write(file.get(), data, size);
         if (written < 0 && errno == EINTR) continue;
@@ -135,7 +135,7 @@ void write_all(const FileHandle& file, const char* data, std::size_t size, const
     }
 }
 
-std::size_t read_some(const FileHandle& file, char* buffer, std::size_t capacity, const std::filesystem::path& path) {
+std::size_t read_some(const FileHandle& file, char* buffer, std::size_t capacity, const std::string& path) {
     for (;;) {
         const ssize_t count = ::read(file.get(), buffer, capacity);
         if (count >= 0) return static_cast<std::size_t>(count);

@@ -29,30 +29,32 @@ class FileHandle {
     int descriptor_ = -1;
 };
 
+// Paths are plain text where they are many: a filesystem::path takes its components apart.
+
 // A regular file to read; a symbolic link at its end is refused.
-FileHandle open_for_reading(const std::filesystem::path& path);
+FileHandle open_for_reading(const std::string& path);
 
 // A regular file somewhere beneath the folder, by its path with "/" separators. No link is followed on the way, and
 // nothing outside the folder can be reached. Nothing there, or something else than a regular file: an empty handle.
 FileHandle open_beneath(const std::filesystem::path& folder, const std::string& path);
 
 // Whether anything stands at this name, a dangling link included.
-bool is_there(const std::filesystem::path& path);
+bool is_there(const std::string& path);
 
 // The names in a folder, in no order; none if the folder isn't there.
 std::vector<std::string> names_in(const std::filesystem::path& folder);
 
-struct stat status_of(const FileHandle& file, const std::filesystem::path& path);
+struct stat status_of(const FileHandle& file, const std::string& path);
 
 // The whole content of a small file. More than `limit` bytes: Refusal.
 std::string read_small_file(const std::filesystem::path& path, std::uint64_t limit);
 
 // A new file to write to. Throws if the name is taken.
-FileHandle create_new(const std::filesystem::path& path, mode_t mode);
+FileHandle create_new(const std::string& path, mode_t mode);
 
 // `path` is for messages. read_some gives 0 at the end of the file alone.
-void write_all(const FileHandle& file, const char* data, std::size_t size, const std::filesystem::path& path);
-std::size_t read_some(const FileHandle& file, char* buffer, std::size_t capacity, const std::filesystem::path& path);
+void write_all(const FileHandle& file, const char* data, std::size_t size, const std::string& path);
+std::size_t read_some(const FileHandle& file, char* buffer, std::size_t capacity, const std::string& path);
 
 // A new file with this content, flushed to disk. Throws if the name is taken.
 void write_new_file(const std::filesystem::path& path, const std::string& content, mode_t mode);

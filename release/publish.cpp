@@ -80,25 +80,25 @@ void check_space(const fs::path& tree, const std::vector<ReleaseFile>& files) {
 }
 
 void make_folders(const fs::path& to, const std::vector<ReleaseFile>& files) {
-    fs::path last;
+    std::string_view last;
     for (const ReleaseFile& file : files) {  // sorted, so that most lie where the one before them does
-        fs::path folder = (to / file.path).parent_path();
-        if (folder != last) {
-            fs::create_directories(folder);
-            last = std::move(folder);
-        }
+        const std::string_view folder = std::string_view(file.path).substr(0, file.path.rfind('/') + 1);
+        if (folder != last) fs::create_directories(to / folder);
+        last = folder;
     }
 }
 
 // Copies the files into the staging folder and takes size and digest from the bytes that were copied.
 void copy_files(const PublishOptions& options, const fs::path& to, std::vector<ReleaseFile>& files) {
     make_folders(to, files);
-    const fs::path twins = twins_of(options.tree);
+    const std::string twins = twins_of(options.tree).string();
+    const std::string from = options.folder.string() + "/";
+    const std::string folder = to.string() + "/";
     Progress progress(options.progress, "publishing", files.size(), total_size(files));
     for_each_index(files.size(), [&](std::size_t index) {
         ReleaseFile& file = files[index];
-        const fs::path twin = twins.empty() ? fs::path() : twins / file.path;
-        const Copied copied = copy_and_hash(options.folder / file.path, to / file.path, twin,
+        const std::string twin = twins.empty() ? std::string() : twins + "/" + file.path;
+        const Copied copied = copy_and_hash(from + file.path, folder + file.path, twin,
                                             [&](std::uint64_t bytes) { progress.add_bytes(bytes); });
         if (copied.size != file.size) {  // the policy was asked about the other size
             throw Refusal(printable(file.path) + ": changed while it was being published");

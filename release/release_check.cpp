@@ -17,11 +17,11 @@ namespace fs = std::filesystem;
 constexpr std::size_t kSignatureBlockBytes = 6 + kSignatureBytes;
 
 // What is wrong with one file; empty if nothing is.
-std::string difference_in(const fs::path& folder, const ReleaseFile& listed, Progress& progress) {
+std::string difference_in(const std::string& folder, const ReleaseFile& listed, Progress& progress) {
     const FileHandle file = open_beneath(folder, listed.path);
     if (!file) return "is missing";
     try {
-        const fs::path path = folder / listed.path;
+        const std::string path = folder + "/" + listed.path;
         const auto size = static_cast<std::uint64_t>(status_of(file, path).st_size);
         if (size != listed.size) return "has " + std::to_string(size) + " bytes, not " + std::to_string(listed.size);
         const Copied found = hash_file(file, path, [&](std::uint64_t bytes) { progress.add_bytes(bytes); });

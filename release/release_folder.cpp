@@ -1,13 +1,17 @@
 #include "release/release_folder.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <string_view>
 
+#include "release/files.h"
 #include "release/refusal.h"
 
 namespace vandrel_release {
@@ -49,6 +53,10 @@ bool matches(std::string_view pattern, std::string_view path) {
     return pattern.find_first_not_of('*', in) == std::string_view::npos;
 }
 
+struct CloseFolder {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
 struct Walk {
     const std::vector<std::string>& patterns;
     std::vector<bool> used;
@@ -71,39 +79,52 @@ struct Walk {
         return skipped;
     }
 
-    void enter(const fs::path& folder, const std::string& prefix) {
-        std::error_code error;
-        fs::directory_iterator found(folder, error);
-        if (error) return refuse(prefix, "cannot be read: " + std::string(std::strerror(error.value())));
-        if (found == fs::directory_iterator() && !prefix.empty()) content.empty_folders.push_back(prefix);
-        for (const fs::directory_entry& entry : found) take(entry, prefix + entry.path().filename().string());
+    // `prefix` is the folder's path within the release's folder, with a "/" behind it.
+    void enter(const FileHandle& folder, const std::string& prefix) {
+        const std::unique_ptr<DIR, CloseFolder> names(::fdopendir(::dup(folder.get())));
+        if (!names) refuse_system("cannot list " + printable(prefix), errno);
+        bool is_empty = true;
+        while (const dirent* entry = ::readdir(names.get())) {
+            const std::string_view name = entry->d_name;
+            if (name == "." || name == "..") continue;
+            is_empty = false;
+            take(folder, entry->d_name, prefix + entry->d_name);
+        }
+        if (is_empty && !prefix.empty()) content.empty_folders.push_back(prefix);
     }
 
-    void take(const fs::directory_entry& found, const std::string& path) {
-        const bool is_link = found.is_symlink();
-        const bool is_folder = !is_link && found.is_directory();
+    void take(const FileHandle& folder, const char* name, const std::string& path) {
+        struct stat status {};
+        if (::fstatat(folder.get(), name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+            refuse_system("cannot examine " + printable(path), errno);
+        }
+        const bool is_folder = S_ISDIR(status.st_mode);
         if (is_skipped(path, is_folder)) {
             content.skipped.push_back(is_folder ? path + "/" : path);
         } else if (is_folder) {
-            enter(found.path(), path + "/");
-        } else if (is_link) {
+            const FileHandle inner(::openat(folder.get(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+            if (inner) enter(inner, path + "/");
+            if (!inner) refuse_unreadable(path + "/");
+        } else if (S_ISLNK(status.st_mode)) {
             refuse(path, "a symbolic link cannot be part of a release");
-        } else if (found.is_regular_file()) {
-            take_file(found, path);
+        } else if (S_ISREG(status.st_mode)) {
+            if (::faccessat(folder.get(), name, R_OK, AT_EACCESS) != 0) refuse_unreadable(path);
+            add_file(path, static_cast<std::uint64_t>(status.st_size));
         } else {
             refuse(path, "neither a file nor a folder");
         }
     }
 
-    void take_file(const fs::directory_entry& found, const std::string& path) {
+    void refuse_unreadable(const std::string& path) {
+        refuse(path, "cannot be read: " + std::string(std::strerror(errno)));
+    }
+
+    void add_file(const std::string& path, std::uint64_t size) {
         if (content.files.size() == kMaxEntries) {
             throw Refusal("the folder holds more than " + std::to_string(kMaxEntries) +
                           " files, which is what a manifest holds at most");
         }
-        if (::faccessat(AT_FDCWD, found.path().c_str(), R_OK, AT_EACCESS) != 0) {
-            refuse(path, "cannot be read: " + std::string(std::strerror(errno)));
-        }
-        content.files.push_back({path, found.file_size(), {}});
+        content.files.push_back({path, size, {}});
     }
 };
 
@@ -112,7 +133,9 @@ struct Walk {
 FolderContent list_release_folder(const fs::path& folder, const std::vector<std::string>& skip_patterns) {
     if (!fs::is_directory(folder)) throw Refusal(printable(folder.string()) + " is not a folder");
     Walk walk{skip_patterns, std::vector<bool>(skip_patterns.size(), false), {}};
-    walk.enter(folder, "");
+    const FileHandle top(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!top) refuse_system("cannot open " + printable(folder.string()), errno);
+    walk.enter(top, "");
     FolderContent& content = walk.content;
     std::sort(content.files.begin(), content.files.end(),
               [](const ReleaseFile& a, const ReleaseFile& b) { return a.path < b.path; });

@@ -24,7 +24,7 @@ endif()
 file(GLOB winsim_sources CONFIGURE_DEPENDS winsim/*.cpp)
 add_library(winsim STATIC ${winsim_sources})
 target_include_directories(winsim BEFORE PUBLIC "${CMAKE_SOURCE_DIR}/winsim/include" "${CMAKE_SOURCE_DIR}")
-target_link_libraries(winsim PUBLIC OpenSSL::Crypto PRIVATE ICU::uc)
+target_link_libraries(winsim PUBLIC OpenSSL::Crypto)
 
 # What interrupts whatever runs on it. The operators that count a program's allocations are linked by those who want
 # them counted.

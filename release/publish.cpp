@@ -33,8 +33,8 @@ void check_number(const PublishOptions& options) {
 
 // Whether one path is the other, or lies in it, whatever links lead there.
 bool lies_in(const fs::path& path, const fs::path& folder) {
-    const fs::path inner = fs::weakly_canonical(path);
-    const fs::path outer = fs::weakly_canonical(folder);
+    const fs::path inner = fs::weakly_canonical(fs::absolute(path));
+    const fs::path outer = fs::weakly_canonical(fs::absolute(folder));
     return std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end();
 }
 

@@ -140,14 +140,18 @@ TEST_F(RefusedReleases, the_tree_and_the_key_lie_outside_the_client_folder) {
     const std::tuple<fs::path, fs::path, std::string> table[] = {
         {folder_ / "data/tree", key, "the tree lies in the client folder"},
         {folder_, key, "the tree lies in the client folder"},
+        {"new tree", key, "the tree lies in the client folder"},
         {top_ / "link", key, "the client folder lies in the tree"},
         {tree_, top_ / "link/client/data/key.pem", "the private key lies in the client folder"}};
+    const fs::path before = fs::current_path();
+    fs::current_path(folder_);
     for (const auto& [tree, key_file, line] : table) {
         const Outcome outcome = run({"publish", "--folder", folder_.string(), "--tree", tree.string(), "--release", "6",
                                      "--key", key_file.string()});
         EXPECT_EQ(outcome.err, "vandrel-release: " + line + "\n");
         EXPECT_EQ(outcome.exit_code, 1);
     }
+    fs::current_path(before);
     EXPECT_EQ(everything_in(tree_), before_);
     EXPECT_FALSE(fs::exists(folder_ / "data/tree"));
 }

@@ -14,7 +14,6 @@ constexpr std::string_view kManifestMagic = "QMU2";
 constexpr std::string_view kSignatureMagic = "SIG1";
 constexpr std::size_t kHeaderBytes = 12;
 constexpr std::size_t kEntryBytesBesidePath = 42;
-constexpr std::size_t kSignatureBlockBytes = 6 + kSignatureBytes;
 
 void append_number(std::string& bytes, std::uint64_t value, unsigned width) {
     for (unsigned i = 0; i < width; ++i) bytes += static_cast<char>((value >> (8 * i)) & 0xFFU);

@@ -14,6 +14,7 @@ inline constexpr std::uint32_t kMaxEntries = 100000;
 inline constexpr std::uint64_t kMaxManifestBytes = 16U << 20U;  // what the helper accepts from the endpoint, inclusive
 inline constexpr std::size_t kMaxPathBytes = 4096;
 inline constexpr std::size_t kSignatureBytes = 384;
+inline constexpr std::size_t kSignatureBlockBytes = 6 + kSignatureBytes;  // "SIG1", its length, and itself
 
 // One file of a release.
 struct ReleaseFile {

@@ -14,8 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kSignatureBlockBytes = 6 + kSignatureBytes;
-
 // What is wrong with one file; empty if nothing is.
 std::string difference_in(const std::string& folder, const ReleaseFile& listed, Progress& progress) {
     const FileHandle file = open_beneath(folder, listed.path);

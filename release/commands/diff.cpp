@@ -27,7 +27,7 @@ void print_lines(const char* what, const std::vector<Change>& changes, std::ostr
     }
 }
 
-void print(std::uint32_t before, std::uint32_t after, const Comparison& found, std::ostream& out) {
+void print_comparison(std::uint32_t before, std::uint32_t after, const Comparison& found, std::ostream& out) {
     print_lines("added", found.added, out);
     print_lines("changed", found.changed, out);
     print_lines("stays", found.gone, out);
@@ -47,7 +47,7 @@ JsonList list_of(const char* name, const std::vector<Change>& changes) {
             }};
 }
 
-void print_json(std::uint32_t before, std::uint32_t after, const Comparison& found, std::ostream& out) {
+void print_comparison_json(std::uint32_t before, std::uint32_t after, const Comparison& found, std::ostream& out) {
     const std::vector<Change> largest = largest_fetched(found, kLargest);
     write_json(
         out,
@@ -74,7 +74,8 @@ void add_diff(CLI::App& app, Action& action) {
             const ManifestFile before = read_manifest(given->before);
             const ManifestFile after = read_manifest(given->after);
             const Comparison found = compare(before.listing.files, after.listing.files);
-            (given->json ? print_json : print)(before.listing.release, after.listing.release, found, console.out);
+            (given->json ? print_comparison_json : print_comparison)(before.listing.release, after.listing.release,
+                                                                     found, console.out);
             return 0;
         };
     });

@@ -59,7 +59,7 @@ Outlook foresee(const VerifyOptions& options, const ManifestFile& manifest) {
     return outlook;
 }
 
-void print(const Outlook& outlook, std::ostream& out) {
+void print_outlook(const Outlook& outlook, std::ostream& out) {
     for (const std::string& conflict : outlook.conflicts) out << "conflict " << conflict << '\n';
     for (const Outlook::Fetched& fetched : outlook.fetched) {
         out << fetched.state << ' ' << printable(fetched.file->path) << '\n';
@@ -75,7 +75,7 @@ void print(const Outlook& outlook, std::ostream& out) {
     }
 }
 
-void print_json(const Outlook& outlook, std::ostream& out) {
+void print_outlook_json(const Outlook& outlook, std::ostream& out) {
     const char* verdict = !outlook.conflicts.empty() ? "conflict" : outlook.fetched.empty() ? "current" : "update";
     write_json(out,
                {{"release", outlook.release},
@@ -116,7 +116,7 @@ void add_verify(CLI::App& app, Action& action) {
                               printable(given->public_key.string()));
             }
             const Outlook outlook = foresee(*given, manifest);
-            (given->json ? print_json : print)(outlook, console.out);
+            (given->json ? print_outlook_json : print_outlook)(outlook, console.out);
             return outlook.exit_code();
         };
     });

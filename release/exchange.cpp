@@ -1,13 +1,13 @@
 #include "release/exchange.h"
 
 #include <algorithm>
-#include <ctime>
 #include <map>
 #include <vector>
 
 #include "release/query.h"
 #include "release/refusal.h"
 #include "release/tree.h"
+#include "release/utc_time.h"
 
 namespace vandrel_release {
 namespace {
@@ -33,15 +33,6 @@ void find_content(ServedTree& tree, const Members& query, Answer& answered) {
     }
     answered.status = answered.content ? 200 : 404;
     if (answered.content) answered.release = answered.content->release;
-}
-
-std::string time_text(std::int64_t unix_time) {
-    const auto seconds = static_cast<std::time_t>(unix_time);
-    std::tm utc{};
-    ::gmtime_r(&seconds, &utc);
-    char text[32] = "";
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text;
 }
 
 }  // namespace
@@ -70,7 +61,7 @@ Answer answer(ServedTree& tree, const std::string& target) {
 }
 
 std::string format(const LogLine& line, std::int64_t unix_time) {
-    std::string text = time_text(unix_time) + " " + line.client + " " + std::to_string(line.status) + " " +
+    std::string text = utc_time(unix_time) + " " + line.client + " " + std::to_string(line.status) + " " +
                        std::to_string(line.sent_bytes);
     if (line.sent_bytes != line.size_bytes) text += "/" + std::to_string(line.size_bytes);
     text += " " + line.what + " " + (line.release ? std::to_string(*line.release) : "-");

@@ -1,7 +1,6 @@
 #include "release/going_live.h"
 
 #include <algorithm>
-#include <ctime>
 #include <iterator>
 #include <optional>
 
@@ -10,6 +9,7 @@
 #include "release/release_check.h"
 #include "release/tree.h"
 #include "release/tree_changes.h"
+#include "release/utc_time.h"
 
 namespace vandrel_release {
 namespace {
@@ -18,15 +18,6 @@ namespace fs = std::filesystem;
 
 void require_tree(const fs::path& tree) {
     if (!fs::is_directory(releases_folder(tree))) throw Refusal(printable(tree.string()) + " is not a tree");
-}
-
-std::string utc(std::int64_t seconds) {
-    const std::time_t time = seconds;
-    std::tm parts{};
-    char text[32] = "";
-    ::gmtime_r(&time, &parts);
-    std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text;
 }
 
 // The key to verify with; null for each release's own.
@@ -59,7 +50,7 @@ std::vector<Pruned> prune(const PruneOptions& options) {
     std::vector<Pruned> pruned;
     for (const std::uint32_t release : releases) {
         if (release == current) continue;
-        pruned.push_back({release, utc(out_of_use_since(options.tree, release))});
+        pruned.push_back({release, utc_time(out_of_use_since(options.tree, release))});
         if (!options.only_show) remove_release(lock, release);
     }
     return pruned;

@@ -159,34 +159,36 @@ def open_laboratory():
     return lab
 
 
-def measure(lab, meter, arguments):
-    """Gives results and figures; what there is behind each layout is written out at once."""
-    mode, selected = MODES[arguments.mode], Selection(arguments.row)
-    output = Output(arguments.output, arguments.mode)
-    work = lab.prefix.folder / "bench-data"
-    shutil.rmtree(work, ignore_errors=True)
-    starts = measure_starts(lab, meter, 4 * mode.rounds, START_GOAL) if "start" in selected else []
-    results, samples = starts, defaultdict(list)
-    for updates in measure_updates(lab, meter, work, mode, selected, samples):
-        results = starts + updates
-        output.write(results, [], samples)
-    figures = measure_release_tool(work, mode, selected)
-    output.write(results, figures, samples)
-    shutil.rmtree(work, ignore_errors=True)
-    return results, figures
+def measure_helper(lab, work, mode, selected, output):
+    """The results; what there is behind each layout is written out at once."""
+    meter, samples = Meter(lab.prefix), defaultdict(list)
+    try:
+        starts = measure_starts(lab, meter, 4 * mode.rounds, START_GOAL) if "start" in selected else []
+        results = starts
+        for updates in measure_updates(lab, meter, work, mode, selected, samples):
+            results = starts + updates
+            output.write(results, [], samples)
+    finally:
+        meter.close()
+    return results
 
 
 def main():
     arguments = parse_arguments()
+    mode, selected = MODES[arguments.mode], Selection(arguments.row)
+    output = Output(arguments.output, arguments.mode)
     lab = open_laboratory()
-    meter = Meter(lab.prefix)
+    work = lab.prefix.folder / "bench-data"
+    shutil.rmtree(work, ignore_errors=True)
     try:
-        results, figures = measure(lab, meter, arguments)
+        results = measure_helper(lab, work, mode, selected, output)
+        figures = measure_release_tool(work, mode, selected)
     finally:
-        meter.close()
+        shutil.rmtree(work, ignore_errors=True)
         lab.close()
         if "WINEPREFIX" not in os.environ:
             lab.prefix.stop()
+    output.write(results, figures, {})
     print(table(results))
     for figure in figures:
         print(figure)

@@ -36,6 +36,11 @@ def server_of(prefix):
     raise LabFailure("the prefix has no server")
 
 
+def move_this_program(processors):
+    for thread in os.listdir("/proc/self/task"):
+        os.sched_setaffinity(int(thread), processors)
+
+
 @dataclass
 class Cost:
     cpu: float = 0.0  # seconds, of the process and of Wine's server
@@ -46,17 +51,19 @@ class Cost:
 class Meter:
     """Reads the counters at the borders of a stage. Until close(), the prefix's server is on one processor with each
     process under measure: where the two wake each other across processors, the same calls cost the server up to six
-    times as much, now and then."""
+    times as much, now and then. This program, the endpoint in it, stays off that processor, if there is another."""
 
     def __init__(self, prefix):
         self._server = server_of(prefix)
-        self._all_processors = os.sched_getaffinity(self._server)
-        self._one = {max(self._all_processors)}
+        self._all = os.sched_getaffinity(self._server)
+        self._one = {max(self._all)}
         self._begun = None
         os.sched_setaffinity(self._server, self._one)
+        move_this_program(self._all - self._one or self._all)
 
     def close(self):
-        os.sched_setaffinity(self._server, self._all_processors)
+        os.sched_setaffinity(self._server, self._all)
+        move_this_program(self._all)
 
     def _read(self, pid):
         return cpu_seconds(pid), cpu_seconds(self._server)

@@ -19,6 +19,7 @@ import time
 from lab.waiting import LabFailure
 
 PATIENCE = 1800.0  # seconds, for a whole stage
+PAUSE = 0.05  # seconds between two looks for a state in which the helper waits: who looks takes processor time, too
 NO_COMMAND = "later"  # as long as "apply"
 
 
@@ -35,8 +36,8 @@ def run_check(place, standing):
     if standing:
         job.command(NO_COMMAND)
     place.begin_at("manifest", lambda: job.helper_pid)
-    job.start_helper(job.arguments(job.client.pid))
-    job.wait_for_state("update_available", timeout=PATIENCE)
+    job.start_helper(job.arguments(job.client.pid), watched=False)
+    job.wait_for_state("update_available", timeout=PATIENCE, pause=PAUSE)
     cost = place.meter.end(job.helper_pid)
     job.command("cancel")
     job.wait_end()
@@ -50,8 +51,8 @@ def run_update(place):
     job = make_job(place)
     job.command("apply")
     place.begin_at("download", lambda: only(job.processes()))
-    job.start_helper(job.arguments(job.client.pid))
-    job.wait_for_state("handoff", timeout=PATIENCE)
+    job.start_helper(job.arguments(job.client.pid), watched=False)
+    job.wait_for_state("handoff", timeout=PATIENCE, pause=PAUSE)
     copy = only(job.processes())
     download = place.meter.end(copy)
     place.meter.begin(copy)
@@ -63,7 +64,7 @@ def run_update(place):
     job.wait_end()
     job.starts()
     if job.status()["state"] != "current":
-        raise LabFailure(f"the update has failed: {job.history}")
+        raise LabFailure(f"the update has failed: {job.status()}")
     return {"download": download, "install": install}
 
 
@@ -84,4 +85,4 @@ def wait_for_next_status(job):
         except FileNotFoundError:
             pass  # it is being replaced
         time.sleep(0.0005)
-    raise LabFailure(f"no status after {job.history}")
+    raise LabFailure(f"no status after {job.status()}")

@@ -38,11 +38,14 @@ class Job:
                   "WAITPID": str(client_pid), "CLIENT": CLIENT, **changes}
         return [f"/{key}" + (f"={value}" if value else "") for key, value in values.items() if value is not None]
 
-    def start_helper(self, arguments, program=None):
-        """Starts the folder's helper, or `program`, and begins to watch the status file."""
+    def start_helper(self, arguments, program=None, watched=True):
+        """Starts the folder's helper, or `program`. Unless `watched` says no, its status file is looked at every few
+        milliseconds from now on, for the history."""
         self.updater.mkdir(parents=True, exist_ok=True)
         environment = {"VANDREL_TEST_STARTS": self.prefix.windows_path(self.starts_file)}
         self._helper = self.prefix.start(program or self.folder.path / HELPER, *arguments, environment=environment)
+        if not watched:
+            return
         self._watching = True
         self._watcher = threading.Thread(target=self._watch, daemon=True)
         self._watcher.start()
@@ -78,7 +81,7 @@ class Job:
         names = [state for state, _, _ in self.history]
         return [name for index, name in enumerate(names) if index == 0 or names[index - 1] != name]
 
-    def wait_for_state(self, *states, timeout=60.0):
+    def wait_for_state(self, *states, timeout=60.0, pause=0.01):
         """Gives the status document with one of these states. Raises LabFailure at once if the job has a last state
         that isn't among them."""
         def reached():
@@ -88,7 +91,7 @@ class Job:
             if status and status["state"] in FINAL:
                 raise LabFailure(f"wanted {states}; history {self.history}, then {status}")
             return None
-        return wait_until(reached, lambda: f"state {states}; history {self.history}", timeout)
+        return wait_until(reached, lambda: f"state {states}; history {self.history}", timeout, pause)
 
     def command(self, word):
         """Writes the command file, in one rename."""

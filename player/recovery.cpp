@@ -66,6 +66,12 @@ std::string Recovery::wrong_with(const UpdateRun& run, const Picture& before) co
     return wrong.empty() && run.copy_ran() ? wrong_client_start(run, L"") : wrong;
 }
 
+std::unique_ptr<UpdateRun> Recovery::start(const Snapshot& disk, int number) const {
+    std::string wrong;  // found again by the judgement
+    const Snapshot put_back = put_back_by_hand(course_, disk, number, wrong);
+    return course_.start(put_back ? put_back : disk, number);
+}
+
 void Recovery::go(UpdateRun& run) const {
     if (trace) {
         winsim::explore::run_traced(run, run.number(), [&run] { run.run(); });

@@ -33,6 +33,9 @@ class Recovery {
  public:
     Recovery(Picture before, Course course) : before_(std::move(before)), course_(std::move(course)) {}
 
+    // Run `number` on a disk on which what nobody could start from has been put back by hand.
+    std::unique_ptr<UpdateRun> start(const Snapshot& disk, int number) const;
+
     // What is wrong with a disk as a cut has left it: what stood there before must be either release exactly, unless an
     // active record says otherwise; and what `wrong_from` says of run `next`.
     std::string wrong_after_cut(const Snapshot& disk, int next);

@@ -63,19 +63,28 @@ std::string text_at(std::string_view units) {
     return {};
 }
 
-}  // namespace
-
-std::string modulus_of(const Key& key) {
+std::string number_of(const Key& key, const char* name) {
     BIGNUM* number = nullptr;
-    if (EVP_PKEY_get_bn_param(key.get(), OSSL_PKEY_PARAM_RSA_N, &number) != 1) refuse_crypto("the key has no modulus");
+    if (EVP_PKEY_get_bn_param(key.get(), name, &number) != 1) refuse_crypto("the key is no RSA key");
     const std::unique_ptr<BIGNUM, decltype(&BN_free)> owner(number, BN_free);
     std::string bytes(static_cast<std::size_t>(BN_num_bytes(number)), '\0');
     BN_bn2bin(number, reinterpret_cast<unsigned char*>(bytes.data()));
     return bytes;
 }
 
-HelperImage::HelperImage(const std::filesystem::path& file)
-    : bytes_(read_small_file(file, kMaxImageBytes)), sections_(sections_of(bytes_)) {}
+}  // namespace
+
+std::string modulus_of(const Key& key) {
+    return number_of(key, OSSL_PKEY_PARAM_RSA_N);
+}
+
+std::string exponent_of(const Key& key) {
+    return number_of(key, OSSL_PKEY_PARAM_RSA_E);
+}
+
+HelperImage::HelperImage(const std::filesystem::path& file) : HelperImage(read_small_file(file, kMaxImageBytes)) {}
+
+HelperImage::HelperImage(std::string program) : bytes_(std::move(program)), sections_(sections_of(bytes_)) {}
 
 bool HelperImage::holds_key(const Key& key) const {
     const std::string modulus = modulus_of(key);

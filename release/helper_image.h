@@ -13,8 +13,9 @@ namespace vandrel_release {
 
 inline constexpr std::string_view kHelperName = "Vandrel Updater.exe";
 
-// The modulus of an RSA key: big-endian, without leading zeros.
+// The numbers of an RSA key: big-endian, without leading zeros.
 std::string modulus_of(const Key& key);
+std::string exponent_of(const Key& key);
 
 // A 64-bit Windows program, read as bytes: it is never run. What lies outside its sections, such as a publisher's
 // signature or an appended archive, isn't looked at.
@@ -23,6 +24,8 @@ class HelperImage {
     // Throws Refusal if the file can't be read, has more than 64 MiB, or is no such program ("is no 64-bit Windows
     // program", without a path).
     explicit HelperImage(const std::filesystem::path& file);
+    // The same of a program's bytes.
+    explicit HelperImage(std::string program);
 
     // Whether the key's modulus stands in it, 384 bytes in one piece, as the helper's sources have it. A program that
     // is packed or compiled in another way may hold a key that isn't found; none is found that isn't there.

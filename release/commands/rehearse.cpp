@@ -1,15 +1,37 @@
 #include "release/rehearsal/rehearse.h"
 
 #include <memory>
+#include <ostream>
 
 #include "release/commands/commands.h"
 
 namespace vandrel_release {
+namespace {
+
+int report(const RehearsalOptions& options, bool json, const Console& console) {
+    const Rehearsal rehearsal = rehearse(options);
+    if (json) {
+        write_json(rehearsal, console.out);
+    } else {
+        write_text(rehearsal, console.out);
+    }
+    write_failures(rehearsal, console.err);
+    return rehearsal.held() ? 0 : 1;
+}
+
+int show(const RehearsalOptions& options, const std::string& line, const Console& console) {
+    const std::string wrong = replay(options, line);
+    console.out << (wrong.empty() ? "whole" : wrong) << '\n';
+    return wrong.empty() ? 0 : 1;
+}
+
+}  // namespace
 
 void add_rehearse(CLI::App& app, Action& action) {
     struct Given {
         RehearsalOptions options;
         bool json = false;
+        std::string replay;
     };
     const auto given = std::make_shared<Given>();
     RehearsalOptions& options = given->options;
@@ -22,17 +44,19 @@ void add_rehearse(CLI::App& app, Action& action) {
     command->add_option("--to", options.to, "The release to rehearse, current or a draft")->required();
     command->add_option("--from", options.from,
                         "The old release; may be repeated (default: each other one in the tree)");
+    CLI::Option* cuts =
+        command
+            ->add_option("--cuts", options.lives,
+                         "Cut the power in the middle, too: everywhere if the update is small, else 200 times by\n"
+                         "chance, or as often as is said")
+            ->expected(0, 1);
+    command->add_option("--replay", given->replay, "Show one case of the power cuts once more, by its line");
     command->add_flag("--json", given->json, "Print the report as JSON");
-    command->callback([given, &action] {
+    command->callback([given, cuts, &action] {
+        given->options.cuts = cuts->count() != 0;
         action = [given](const Console& console) {
-            const Rehearsal rehearsal = rehearse(given->options);
-            if (given->json) {
-                print_json(rehearsal, console.out);
-            } else {
-                print(rehearsal, console.out);
-            }
-            print_failures(rehearsal, console.err);
-            return rehearsal.held() ? 0 : 1;
+            return given->replay.empty() ? report(given->options, given->json, console)
+                                         : show(given->options, given->replay, console);
         };
     });
 }

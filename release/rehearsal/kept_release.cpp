@@ -10,11 +10,16 @@
 #include "release/files.h"
 #include "release/manifest_format.h"
 #include "release/refusal.h"
+#include "release/release_check.h"
 #include "release/tree.h"
 #include "winsim/disk_names.h"
 
 namespace vandrel_release {
 namespace {
+
+std::string damage_of(const std::string& path, std::uint32_t release) {
+    return printable(path) + " of release " + std::to_string(release) + " is missing or damaged";
+}
 
 // The one file of a release that is open: a release may have more of them than a process may hold open.
 struct OpenFile {
@@ -44,8 +49,7 @@ class TreeFile : public winsim::Source {
         }
         while (count != 0) {
             const ssize_t got = ::pread(open_->handle.get(), to, count, static_cast<off_t>(offset));
-            if (got <= 0)
-                throw Refusal(printable(file_.path) + " of release " + std::to_string(release_) + " is damaged");
+            if (got <= 0) throw Refusal(damage_of(file_.path, release_));
             to += got;
             offset += static_cast<std::uint64_t>(got);
             count -= static_cast<std::size_t>(got);
@@ -65,16 +69,10 @@ std::wstring target_of(const std::string& path) {
     return target;
 }
 
-std::string kept_manifest(const std::filesystem::path& tree, std::uint32_t number) {
-    const std::filesystem::path path = manifest_path(release_folder(tree, number));
-    if (!is_there(path)) throw Refusal("the tree holds no release " + std::to_string(number));
-    return read_small_file(path, kMaxManifestBytes);
-}
-
 }  // namespace
 
 KeptRelease::KeptRelease(const std::filesystem::path& tree, std::uint32_t number)
-    : number_(number), manifest_(kept_manifest(tree, number)) {
+    : number_(number), manifest_(manifest_of(tree, number)) {
     const std::filesystem::path folder = files_folder(release_folder(tree, number));
     const auto open = std::make_shared<OpenFile>();
     for (const ReleaseFile& file : list_manifest(manifest_).files) {
@@ -100,7 +98,7 @@ void KeptRelease::require_files(const std::filesystem::path& tree) const {
     for (const KeptFile& file : files_) {
         const FileHandle handle = open_beneath(folder, file.path);
         if (handle && static_cast<std::uint64_t>(status_of(handle, file.path).st_size) == file.source->size()) continue;
-        throw Refusal(printable(file.path) + " of release " + std::to_string(number_) + " is missing or damaged");
+        throw Refusal(damage_of(file.path, number_));
     }
 }
 

@@ -4,8 +4,10 @@
 #include <map>
 #include <memory>
 
+#include "release/helper_image.h"
 #include "release/key_file.h"
 #include "release/refusal.h"
+#include "release/rehearsal/cuts.h"
 #include "release/rehearsal/stage.h"
 #include "release/rehearsal/stories.h"
 #include "release/tree.h"
@@ -13,8 +15,6 @@
 
 namespace vandrel_release {
 namespace {
-
-constexpr const char* kHelperPath = "Vandrel Updater.exe";
 
 // The releases of the tree that a rehearsal reads, each once.
 class Shelf {
@@ -25,8 +25,8 @@ class Shelf {
         const auto found = offers_.find(number);
         if (found != offers_.end()) return found->second;
         auto release = std::make_shared<KeptRelease>(tree_, number);
-        const PublicNumbers key = public_numbers(load_public_key(public_key_path(release_folder(tree_, number))));
-        return offers_.emplace(number, Offer{std::move(release), key}).first->second;
+        auto key = std::make_shared<Key>(load_public_key(public_key_path(release_folder(tree_, number))));
+        return offers_.emplace(number, Offer{std::move(release), std::move(key)}).first->second;
     }
 
     // Those below `number`, the latest first.
@@ -52,26 +52,43 @@ std::vector<std::string> clients_of(const KeptRelease& release) {
     return clients;
 }
 
-// The endpoint that a release's own helper asks; "" if it has none.
+// The endpoint that a release's own helper asks; "" if it has none, or can't be told.
 std::string endpoint_of(const KeptRelease& release) {
-    const KeptFile* helper = release.find(kHelperPath);
-    return helper == nullptr ? "" : endpoint_in(helper->contents->text());
+    const KeptFile* helper = release.find(std::string(kHelperName));
+    try {
+        return helper == nullptr ? "" : HelperImage(helper->contents->text()).endpoint().value_or("");
+    } catch (const Refusal&) {  // no program at all: whoever runs it will see
+        return "";
+    }
 }
 
-Part rehearse_part(const RehearsalOptions& options, Shelf& shelf, std::uint32_t from, const std::string& client) {
+// A stage with what its update is judged by.
+struct Set {
+    std::unique_ptr<Stage> stage;
+    std::unique_ptr<player::Recovery> recovery;
+};
+
+Set set_up(const RehearsalOptions& options, Shelf& shelf, std::uint32_t from, const std::string& client) {
     const Offer old = shelf.offer(from);
     const Offer wanted = shelf.offer(options.to);
     old.release->require_files(options.tree);
     std::string endpoint = endpoint_of(*wanted.release);
     if (endpoint.empty()) endpoint = endpoint_of(*old.release);
-    Stage stage(options.tree, old, shelf.before(from), wanted, client, endpoint);
-    player::Course course = stage.course();
-    const player::Picture before = course.oracle.picture_of(stage.disk());
-    const player::Recovery recovery(before, std::move(course));
+    Set set;
+    set.stage = std::make_unique<Stage>(options.tree, old, shelf.before(from), wanted, client, endpoint);
+    player::Course course = set.stage->course();
+    player::Picture before = course.oracle.picture_of(set.stage->disk());
+    set.recovery = std::make_unique<player::Recovery>(std::move(before), std::move(course));
+    return set;
+}
+
+Part rehearse_part(const RehearsalOptions& options, const Set& set) {
     Part part;
-    part.from = from;
-    part.client = client;
-    play(stage, recovery, part);
+    part.from = set.stage->from().release->number();
+    part.client = set.stage->client();
+    play(*set.stage, *set.recovery, part);
+    const bool updates = part.files != 0 && part.stories.front().wrong.empty();
+    if (options.cuts && updates) part.cuts.push_back(cut_power(*set.stage, *set.recovery, options.lives));
     return part;
 }
 
@@ -92,10 +109,20 @@ Rehearsal rehearse(const RehearsalOptions& options) {
         const std::vector<std::string> clients = clients_of(*shelf.offer(from).release);
         if (clients.empty()) throw Refusal("release " + std::to_string(from) + " holds no client");
         for (const std::string& client : clients) {
-            rehearsal.parts.push_back(rehearse_part(options, shelf, from, client));
+            rehearsal.parts.push_back(rehearse_part(options, set_up(options, shelf, from, client)));
         }
     }
     return rehearsal;
+}
+
+std::string replay(const RehearsalOptions& options, const std::string& line) {
+    const std::size_t slash = line.find('/');
+    const std::size_t colon = line.find(':');
+    const auto from = slash < colon ? parse_release_number(line.substr(0, slash)) : std::nullopt;
+    if (!from || colon == std::string::npos) throw Refusal("no case to replay: " + printable(line));
+    Shelf shelf(options.tree);
+    const Set set = set_up(options, shelf, *from, line.substr(slash + 1, colon - slash - 1));
+    return replay_cut(*set.stage, *set.recovery, line.substr(colon + 1));
 }
 
 }  // namespace vandrel_release

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <optional>
+#include <string>
 #include <vector>
 
 #include "release/rehearsal/report.h"
@@ -16,10 +16,14 @@ struct RehearsalOptions {
     std::uint32_t to = 0;             // current or a draft
     std::vector<std::uint32_t> from;  // empty: every other release of the tree
     bool cuts = false;
-    std::uint64_t lives = 0;  // how many cuts, if not all; 0: all where there are few
+    std::uint64_t lives = 0;  // so many cuts by chance; 0: see cut_power
 };
 
 // Throws Refusal if the tree lacks one of the releases, or what a rehearsal needs of it. Writes nothing.
 Rehearsal rehearse(const RehearsalOptions& options);
+
+// Runs one case of the power cuts again, "41/brindler_dx_x64.exe:c117a-3/5+torn", and prints its calls to stdout.
+// Gives what is wrong in the end; empty: it is whole. Throws as `rehearse` does, and std::invalid_argument.
+std::string replay(const RehearsalOptions& options, const std::string& line);
 
 }  // namespace vandrel_release

@@ -11,11 +11,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-bool part_held(const Part& part) {
-    return std::ranges::all_of(part.stories, [](const Story& story) { return story.wrong.empty(); }) &&
-           std::ranges::all_of(part.cuts, [](const Cuts& cuts) { return cuts.violations.empty(); });
-}
-
 std::string title_of(const Part& part) {
     return "release " + std::to_string(part.from) + ", " + part.client;
 }
@@ -29,9 +24,10 @@ void print_part(const Part& part, std::ostream& out) {
     }
     for (const Cuts& cuts : part.cuts) {
         out << "  power cuts: " << (cuts.violations.empty() ? "held, " : "FAILED, ")
-            << (cuts.all ? "all " : "a sample of ") << cuts.cases << ": " << cuts.untouched << " left the old release, "
-            << cuts.updated << " the new one, " << cuts.half_way << " an update to be taken back (" << cuts.by_hand
-            << " after a file was put back by hand)\n";
+            << (cuts.all ? "all " : "a sample of ") << cuts.cases << "; what they left: " << cuts.untouched
+            << " times the old release, " << cuts.updated << " times the new one, " << cuts.half_way
+            << " times an update to be taken back (" << cuts.by_hand
+            << " of the starts refused until a file was put back by hand)\n";
     }
 }
 
@@ -59,7 +55,7 @@ ordered_json json_of(const Cuts& cuts) {
 }
 
 ordered_json json_of(const Part& part) {
-    ordered_json document{{"from", part.from},        {"client", part.client}, {"held", part_held(part)},
+    ordered_json document{{"from", part.from},        {"client", part.client}, {"held", part.held()},
                           {"files", part.files},      {"bytes", part.bytes},   {"peakBytes", part.peak_bytes},
                           {"requests", part.requests}};
     document["stories"] = ordered_json::array();
@@ -70,11 +66,16 @@ ordered_json json_of(const Part& part) {
 
 }  // namespace
 
-bool Rehearsal::held() const {
-    return std::ranges::all_of(parts, part_held);
+bool Part::held() const {
+    return std::ranges::all_of(stories, [](const Story& story) { return story.wrong.empty(); }) &&
+           std::ranges::all_of(cuts, [](const Cuts& tried) { return tried.violations.empty(); });
 }
 
-void print(const Rehearsal& rehearsal, std::ostream& out) {
+bool Rehearsal::held() const {
+    return std::ranges::all_of(parts, [](const Part& part) { return part.held(); });
+}
+
+void write_text(const Rehearsal& rehearsal, std::ostream& out) {
     std::size_t stories = 0;
     for (const Part& part : rehearsal.parts) {
         print_part(part, out);
@@ -84,7 +85,7 @@ void print(const Rehearsal& rehearsal, std::ostream& out) {
         << (rehearsal.held() ? "all held\n" : "not all held\n");
 }
 
-void print_failures(const Rehearsal& rehearsal, std::ostream& err) {
+void write_failures(const Rehearsal& rehearsal, std::ostream& err) {
     for (const Part& part : rehearsal.parts) {
         const std::string begin = "vandrel-release: " + title_of(part) + ", ";
         for (const Story& story : part.stories) {
@@ -96,7 +97,7 @@ void print_failures(const Rehearsal& rehearsal, std::ostream& err) {
     }
 }
 
-void print_json(const Rehearsal& rehearsal, std::ostream& out) {
+void write_json(const Rehearsal& rehearsal, std::ostream& out) {
     ordered_json document{{"to", rehearsal.to}, {"held", rehearsal.held()}};
     document["players"] = ordered_json::array();
     for (const Part& part : rehearsal.parts) document["players"].push_back(json_of(part));

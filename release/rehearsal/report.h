@@ -44,6 +44,8 @@ struct Part {
     std::uint64_t requests = 0;    // to the endpoint
     std::vector<Story> stories;
     std::vector<Cuts> cuts;  // one, if they were asked for
+
+    bool held() const;
 };
 
 struct Rehearsal {
@@ -54,10 +56,10 @@ struct Rehearsal {
 };
 
 // What was tried, and whether it held.
-void print(const Rehearsal& rehearsal, std::ostream& out);
+void write_text(const Rehearsal& rehearsal, std::ostream& out);
 // One line for each thing that didn't hold, with the helper's own words.
-void print_failures(const Rehearsal& rehearsal, std::ostream& err);
+void write_failures(const Rehearsal& rehearsal, std::ostream& err);
 // All of it, as one JSON document.
-void print_json(const Rehearsal& rehearsal, std::ostream& out);
+void write_json(const Rehearsal& rehearsal, std::ostream& out);
 
 }  // namespace vandrel_release

@@ -5,6 +5,8 @@
 
 #include "release/endpoint.h"
 #include "release/exchange.h"
+#include "release/helper_image.h"
+#include "release/refusal.h"
 #include "winsim/disk_names.h"
 
 namespace vandrel_release {
@@ -64,6 +66,21 @@ player::Snapshot disk_of(const KeptRelease& from, const std::vector<Kept>& older
     return disk.snapshot();
 }
 
+Stage::Belief look_at(const winsim::Bytes& executable, const Offer& offer, const std::string& endpoint) {
+    try {
+        const HelperImage image(executable.text());
+        const std::string asked = image.endpoint().value_or("");
+        const bool has_key = image.holds_key(*offer.key);
+        const bool asks_endpoint = endpoint.empty() || asked == endpoint;
+        std::string remark;
+        if (!asks_endpoint) remark = "asks " + (asked.empty() ? "no endpoint that can be told" : asked);
+        if (!has_key) remark += (remark.empty() ? "" : ", and ") + std::string("was built with another key");
+        return {has_key, asks_endpoint, remark};
+    } catch (const Refusal& refusal) {
+        return {false, false, refusal.what()};
+    }
+}
+
 }  // namespace
 
 Stage::Stage(const std::filesystem::path& tree, Offer from, const std::vector<Kept>& older, Offer to,
@@ -83,9 +100,7 @@ Stage::Belief Stage::belief_of(const winsim::Bytes& executable, const Offer& off
         const std::scoped_lock lock(mutex_);
         if (const auto known = beliefs_.find(key); known != beliefs_.end()) return known->second;
     }
-    const std::string text = executable.text();
-    const std::string endpoint = endpoint_in(text);
-    const Belief belief{is_built_with(text, offer.key), endpoint_.empty() || endpoint == endpoint_};
+    const Belief belief = look_at(executable, offer, endpoint_);
     const std::scoped_lock lock(mutex_);
     return beliefs_.emplace(key, belief).first->second;
 }
@@ -107,7 +122,7 @@ player::Course Stage::course() {
     };
     player::Course course{start, client_path_, player::Oracle(is_new_folder, player::Spelling::any),
                           to_.release->layout(), std::nullopt};
-    if (from_.key.modulus == to_.key.modulus) course.next = from_.release->layout();
+    if (modulus_of(*from_.key) == modulus_of(*to_.key)) course.next = from_.release->layout();
     return course;
 }
 
@@ -116,16 +131,15 @@ PlayedRun::PlayedRun(Stage& stage, const player::Snapshot& disk, int number) : U
     switch_on(disk, number);
     machine.world.network.serve([this](const winsim::Request& request) { return respond(request); });
     machine.world.exchange_key = [this](std::string& exponent, std::string& modulus) {
-        const PublicNumbers& key = stage_.offer_of(this->number()).key;
-        exponent = key.exponent;
-        modulus = key.modulus;
-        if (!belief().has_key) modulus[modulus.size() / 2] ^= 1;  // some other key
+        const Key& key = *stage_.offer_of(this->number()).key;
+        exponent = exponent_of(key);
+        modulus = modulus_of(key);
+        if (!belief_of(machine.world.image()).has_key) modulus[modulus.size() / 2] ^= 1;  // some other key
     };
 }
 
-Stage::Belief PlayedRun::belief() {
-    const winsim::Disk& disk = machine.world.disk;
-    return stage_.belief_of(*disk.contents(machine.world.image()), stage_.offer_of(number()));
+Stage::Belief PlayedRun::belief_of(const std::wstring& executable) {
+    return stage_.belief_of(*machine.world.disk.contents(executable), stage_.offer_of(number()));
 }
 
 void PlayedRun::at_half_of(std::uint64_t total_bytes, std::function<void()> action) {
@@ -146,7 +160,7 @@ void PlayedRun::at_half_of(std::uint64_t total_bytes, std::function<void()> acti
 winsim::Response PlayedRun::respond(const winsim::Request& request) {
     winsim::Response response;
     ++requests;
-    if (server_gone || !belief().asks_endpoint) {
+    if (server_gone || !belief_of(machine.world.image()).asks_endpoint) {
         response.send_error = kNameNotResolved;
         return response;
     }

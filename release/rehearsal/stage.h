@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "player/recovery.h"
-#include "release/rehearsal/helper_identity.h"
 #include "release/rehearsal/kept_release.h"
 #include "release/served_tree.h"
+#include "release/signing_key.h"
 
 namespace vandrel_release {
 
@@ -22,7 +22,7 @@ using Kept = std::shared_ptr<const KeptRelease>;
 // A release that players are to get, with the public key that it is signed for.
 struct Offer {
     Kept release;
-    PublicNumbers key;
+    std::shared_ptr<const Key> key;
 };
 
 class Stage {
@@ -46,6 +46,7 @@ class Stage {
     struct Belief {
         bool has_key = false;
         bool asks_endpoint = false;
+        std::string remark;  // what is odd about it, "" if nothing is
     };
     Belief belief_of(const winsim::Bytes& executable, const Offer& offer);
 
@@ -82,9 +83,12 @@ class PlayedRun : public player::UpdateRun {
     // Does `action` in front of the read that brings more than half of so many bytes.
     void at_half_of(std::uint64_t total_bytes, std::function<void()> action);
 
+    // Of the helper in the client's folder.
+    Stage::Belief belief() { return belief_of(player::kHelper); }
+
  private:
     winsim::Response respond(const winsim::Request& request);
-    Stage::Belief belief();
+    Stage::Belief belief_of(const std::wstring& executable);
 
     Stage& stage_;
     std::uint64_t received_ = 0;  // of files, if every read but a file's last was full

@@ -73,10 +73,16 @@ class Player {
         return oracle.not_as_before(recovery_.before(), oracle.picture_of(disk));
     }
 
-    std::string not_updated(const PlayedRun& run) const {
-        const std::string wrong = run.wrong_ending();
-        if (!wrong.empty()) return wrong;
-        return run.succeeded() ? recovery_.wrong_with(run, recovery_.before()) : run.last_words();
+    // The helper's words, if it stopped by itself; and what is odd about its executable.
+    std::string not_updated(PlayedRun& run) const {
+        std::string wrong = run.wrong_ending();
+        if (wrong.empty()) wrong = run.succeeded() ? recovery_.wrong_with(run, recovery_.before()) : run.last_words();
+        return wrong.empty() ? wrong : wrong + remark_on(run);
+    }
+
+    static std::string remark_on(PlayedRun& run) {
+        const std::string remark = run.machine.world.disk.exists(player::kHelper) ? run.belief().remark : "is gone";
+        return remark.empty() ? remark : " (the helper " + remark + ")";
     }
 
     // The trouble is over: the next start brings the release.
@@ -95,7 +101,7 @@ class Player {
         const player::Picture before = oracle.picture_of(run.machine.world.disk);
         run.run();
         if (run.copy_ran() || run.last_words() != "current 'Cliente atualizado.'") {
-            return "the next start said " + run.last_words();
+            return "the next start said " + run.last_words() + remark_on(run);
         }
         return oracle.not_as_before(before, oracle.picture_of(run.machine.world.disk));
     }

@@ -24,10 +24,8 @@ void append(std::vector<Disturbance>& all, std::vector<Disturbance> more) {
 
 winsim::explore::Scenario Exploration::scenario(const std::string& story) {
     const auto start = [this, story](const Snapshot& disk, int number) -> std::unique_ptr<Run> {
-        std::string wrong;  // found again by the recovery
-        const Snapshot put_back = player::put_back_by_hand(recovery_.course(), disk, number, wrong);
-        auto run = std::make_unique<HelperRun>(put_back ? put_back : disk, number);
-        if (number == kFirstRun) arrange(story, *run);
+        std::unique_ptr<player::UpdateRun> run = recovery_.start(disk, number);
+        if (number == kFirstRun) arrange(story, static_cast<HelperRun&>(*run));
         return run;
     };
     const auto wrong_after_cut = [this](const Snapshot& disk, int number) {

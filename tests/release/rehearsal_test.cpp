@@ -1,6 +1,7 @@
 // What `rehearse` finds in a tree before a player does. The trees are made by hand, since `publish` refuses some of
 // them.
 #include <functional>
+#include <nlohmann/json.hpp>
 
 #include "build_config.h"
 #include "release_test.h"
@@ -9,20 +10,18 @@
 namespace release_test {
 namespace {
 
-constexpr const char* kUrl = "https://updates.example/client-brd/updater.php";
-
-std::string helper(const std::string& url = kUrl, unsigned char key_change = 0) {
-    std::string modulus(vandrel::kPublicModulus.begin(), vandrel::kPublicModulus.end());
-    modulus[7] = static_cast<char>(modulus[7] ^ key_change);
-    std::string bytes = "MZ" + modulus;
-    for (const char unit : url + '\0') bytes += std::string{unit, '\0'};
-    return bytes;
+// A helper that was built with another key.
+std::string strange_helper() {
+    std::string program = helper_program();
+    const std::string modulus(vandrel::kPublicModulus.begin(), vandrel::kPublicModulus.end());
+    program[program.find(modulus) + 7] ^= 1;
+    return program;
 }
 
 Files release_one() {
     return {{"init.lua", "1"},
             {"brindler_dx_x64.exe", "dx 1"},
-            {"Vandrel Updater.exe", helper()},
+            {"Vandrel Updater.exe", helper_program()},
             {"data/big.dat", std::string(100000, '1')}};
 }
 
@@ -61,7 +60,7 @@ TEST_F(Rehearse, a_good_release_reaches_players_of_each_old_one_whatever_happens
     const Outcome outcome = rehearse("3", {"--from", "2"});
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out,
-              "release 2, brindler_dx_x64.exe: 3 files, 200003 bytes to fetch, 202400 bytes of disk at the peak, "
+              "release 2, brindler_dx_x64.exe: 3 files, 200003 bytes to fetch, 202526 bytes of disk at the peak, "
               "5 requests\n"
               "  update: held, current 'Atualizacao instalada.'\n"
               "  cancelled: held, cancelled 'Atualizacao cancelada.'\n"
@@ -87,15 +86,19 @@ TEST_F(Rehearse, what_would_fail_on_players_machines_fails_here_in_the_helpers_o
          "error 'Falha local no atualizador. Seus arquivos de recuperacao foram preservados.'"},
         {"a folder turned file", [](Files& from, Files& to) { from["data/mapa/norte"] = to["data/mapa"] = "m"; }, sound,
          "error 'Destino de download existente nao e um arquivo regular.'"},
-        {"a helper with another key", [](Files& from, Files&) { from["Vandrel Updater.exe"] = helper(kUrl, 1); }, sound,
-         "error 'Assinatura digital do manifesto rejeitada.'"},
+        {"a helper with another key", [](Files& from, Files&) { from["Vandrel Updater.exe"] = strange_helper(); },
+         sound, "error 'Assinatura digital do manifesto rejeitada.' (the helper was built with another key)"},
         {"a helper with another endpoint",
          [](Files& from, Files&) {
-             from["Vandrel Updater.exe"] = helper("https://old.example/client-brd/updater.php");
+             from["Vandrel Updater.exe"] = helper_program("https://old.example/client-brd/updater.php");
          },
-         sound, "error 'Falha HTTP no download (Windows 12007)'"},
-        {"a new helper with another key", [](Files&, Files& to) { to["Vandrel Updater.exe"] = helper(kUrl, 1); }, sound,
-         "the next start said error 'Assinatura digital do manifesto rejeitada.'"},
+         sound,
+         "error 'Falha HTTP no download (Windows 12007)' "
+         "(the helper asks https://old.example/client-brd/updater.php)"},
+        {"a new helper with another key", [](Files&, Files& to) { to["Vandrel Updater.exe"] = strange_helper(); },
+         sound,
+         "the next start said error 'Assinatura digital do manifesto rejeitada.' (the helper was built with another "
+         "key)"},
         {"a damaged file", same, [](const fs::path& to) { write(to / "data/big.dat", std::string(200000, '3')); },
          "error 'SHA-256 incremental difere do manifesto.'"},
         {"a missing file", same, [](const fs::path& to) { fs::remove(to / "data/big.dat"); },
@@ -118,6 +121,24 @@ TEST_F(Rehearse, what_would_fail_on_players_machines_fails_here_in_the_helpers_o
         EXPECT_EQ(outcome.err, line + row.said + "\n") << row.what;
         EXPECT_EQ(outcome.exit_code, 1) << row.what;
     }
+}
+
+TEST_F(Rehearse, power_cuts_in_the_middle_are_tried_counted_and_replayed) {
+    keep(1, release_one());
+    keep(2, release_two());
+    const auto all = nlohmann::json::parse(rehearse("2", {"--json", "--cuts"}).out).at("players").at(0).at("cuts");
+    EXPECT_EQ(all.at("all"), true);
+    EXPECT_EQ(all.at("violations"), nlohmann::json::array());
+    for (const char* end : {"oldRelease", "newRelease", "toBeTakenBack", "putBackByHand"})
+        EXPECT_GT(all.at(end), 2) << end;
+    EXPECT_GT(all.at("cases"), 1000);
+
+    const Outcome sample = rehearse("2", {"--cuts", "7"});
+    EXPECT_NE(sample.out.find("  power cuts: held, a sample of 7; what they left: "), std::string::npos) << sample.out;
+    EXPECT_EQ(rehearse("2", {"--cuts", "7"}).out, sample.out);
+
+    EXPECT_EQ(rehearse("2", {"--replay", "1/brindler_dx_x64.exe:c100a-0/0+kept"}).out, "whole\n");
+    EXPECT_EQ(rehearse("2", {"--replay", "1:c100a"}).err, "vandrel-release: no case to replay: 1:c100a\n");
 }
 
 }  // namespace

@@ -2,14 +2,23 @@
 
 #include <memory>
 #include <ostream>
+#include <sstream>
 
 #include "release/commands/commands.h"
+#include "release/files.h"
 
 namespace vandrel_release {
 namespace {
 
-int report(const RehearsalOptions& options, bool json, const Console& console) {
+void save_page(const Rehearsal& rehearsal, const std::filesystem::path& file) {
+    std::ostringstream page;
+    write_page(rehearsal, page);
+    replace_file(file, page.str(), 0644);
+}
+
+int report(const RehearsalOptions& options, bool json, const std::filesystem::path& page, const Console& console) {
     const Rehearsal rehearsal = rehearse(options);
+    if (!page.empty()) save_page(rehearsal, page);
     if (json) {
         write_json(rehearsal, console.out);
     } else {
@@ -32,6 +41,7 @@ void add_rehearse(CLI::App& app, Action& action) {
         RehearsalOptions options;
         bool json = false;
         std::string replay;
+        std::filesystem::path page;
     };
     const auto given = std::make_shared<Given>();
     RehearsalOptions& options = given->options;
@@ -51,11 +61,12 @@ void add_rehearse(CLI::App& app, Action& action) {
                          "chance, or as often as is said")
             ->expected(0, 1);
     command->add_option("--replay", given->replay, "Show one case of the power cuts once more, by its line");
+    command->add_option("--html", given->page, "Write the report as a page, too, in this file");
     command->add_flag("--json", given->json, "Print the report as JSON");
     command->callback([given, cuts, &action] {
         given->options.cuts = cuts->count() != 0;
         action = [given](const Console& console) {
-            return given->replay.empty() ? report(given->options, given->json, console)
+            return given->replay.empty() ? report(given->options, given->json, given->page, console)
                                          : show(given->options, given->replay, console);
         };
     });

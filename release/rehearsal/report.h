@@ -61,5 +61,7 @@ void write_text(const Rehearsal& rehearsal, std::ostream& out);
 void write_failures(const Rehearsal& rehearsal, std::ostream& err);
 // All of it, as one JSON document.
 void write_json(const Rehearsal& rehearsal, std::ostream& out);
+// As one page in HTML that needs nothing beside itself.
+void write_page(const Rehearsal& rehearsal, std::ostream& out);
 
 }  // namespace vandrel_release

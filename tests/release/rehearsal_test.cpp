@@ -1,6 +1,8 @@
 // What `rehearse` finds in a tree before a player does. The trees are made by hand, since `publish` refuses some of
 // them.
+#include <cstdio>
 #include <functional>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "build_config.h"
@@ -139,6 +141,39 @@ TEST_F(Rehearse, power_cuts_in_the_middle_are_tried_counted_and_replayed) {
 
     EXPECT_EQ(rehearse("2", {"--replay", "1/brindler_dx_x64.exe:c100a-0/0+kept"}).out, "whole\n");
     EXPECT_EQ(rehearse("2", {"--replay", "1:c100a"}).err, "vandrel-release: no case to replay: 1:c100a\n");
+}
+
+// What a browser makes of a page.
+std::string shown_by_browser(const fs::path& page) {
+    const std::string command =
+        "chromium --headless --no-sandbox --disable-gpu "
+        "--user-data-dir='" +
+        page.parent_path().string() + "/profile' --dump-dom 'file://" + page.string() + "' 2>/dev/null";
+    const std::unique_ptr<FILE, decltype(&::pclose)> pipe(::popen(command.c_str(), "r"), ::pclose);
+    std::string shown;
+    char piece[4096];
+    while (const std::size_t count = std::fread(piece, 1, sizeof piece, pipe.get())) shown.append(piece, count);
+    return shown;
+}
+
+TEST_F(Rehearse, the_page_shows_each_story_and_what_failed) {
+    keep(1, release_one());
+    keep(2, release_two());
+    Files strange = release_one();
+    strange["Vandrel Updater.exe"] = strange_helper();
+    keep(3, strange);
+    EXPECT_EQ(rehearse("2", {"--cuts", "3", "--html", (top_ / "page.html").string()}).exit_code, 1);
+    const std::string shown = shown_by_browser(top_ / "page.html");
+    for (const char* part :
+         {"<title>Rehearsal of release 2</title>", "From release 1 <span class=\"soft\">brindler_dx_x64.exe</span>",
+          "<span>200,003 bytes</span>", "style=\"width:98%\"",
+          "<h3>server gone <span class=\"mark held\">held</span></h3>",
+          "<b>handoff</b>0.4 s<br>Arquivos verificados. Reiniciando o cliente...</li>", "A sample of 3 cuts",
+          "<pre class=\"failed\">error 'Assinatura digital do manifesto rejeitada.' (the helper was built with another "
+          "key)"}) {
+        EXPECT_NE(shown.find(part), std::string::npos) << part << "\n" << shown;
+    }
+    EXPECT_EQ(read(top_ / "page.html").find("<script"), std::string::npos);
 }
 
 }  // namespace

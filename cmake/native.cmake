@@ -41,6 +41,11 @@ add_library(helper_core STATIC ${helper_sources})
 target_include_directories(helper_core PUBLIC src "${generated_dir}")
 target_link_libraries(helper_core PUBLIC winsim)
 
+if(VANDREL_FUZZ)
+    include(cmake/fuzz.cmake)
+    return()
+endif()
+
 # A player's machine with the helper on it, for the rehearsal and the tests.
 file(GLOB player_sources CONFIGURE_DEPENDS player/*.cpp)
 add_library(player_machine STATIC ${player_sources})

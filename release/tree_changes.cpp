@@ -51,6 +51,12 @@ void give_name(const fs::path& from, const fs::path& to, const std::string& what
     flush_folder(to.parent_path());
 }
 
+// A file of a release that isn't one yet: an attempt before may have left half of it.
+void write_afresh(const fs::path& path, const std::string& content) {
+    fs::remove(path);
+    write_new_file(path, content, 0644);
+}
+
 void refuse_taken(const fs::path& tree, std::uint32_t release) {
     if (is_there(release_folder(tree, release))) throw Refusal(named(release) + " is published already");
 }
@@ -112,8 +118,9 @@ void adopt_unsigned(const TreeLock& lock, std::uint32_t release, const std::stri
     require_waiting(tree, release);
     refuse_taken(tree, release);
     const fs::path folder = unsigned_folder(tree, release);
-    replace_file(public_key_path(release_within(folder)), public_key, 0644);
-    replace_file(manifest_path(release_within(folder)), manifest, 0644);
+    write_afresh(public_key_path(release_within(folder)), public_key);
+    write_afresh(manifest_path(release_within(folder)), manifest);
+    flush_folder(release_within(folder));
     give_name(release_within(folder), release_folder(tree, release), named(release));
     if (current == MakeCurrent::yes) make_current(lock, release);
     fs::remove_all(folder);

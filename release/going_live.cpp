@@ -56,6 +56,11 @@ std::vector<Pruned> prune(const PruneOptions& options) {
     return pruned;
 }
 
+void discard_unsigned(const fs::path& tree, std::uint32_t release) {
+    require_tree(tree);
+    remove_unsigned(TreeLock(tree), release);
+}
+
 std::vector<VerifiedRelease> verify_tree(const VerifyTreeOptions& options) {
     require_tree(options.tree);
     const Key key = key_for(options.public_key);

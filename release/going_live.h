@@ -36,6 +36,10 @@ struct Pruned {
 // removed until then is gone.
 std::vector<Pruned> prune(const PruneOptions& options);
 
+// Removes a release that waits for its signature, so that its number is free again. A signature that was made for it is
+// good for the very same files alone. Throws Refusal if it doesn't wait.
+void discard_unsigned(const std::filesystem::path& tree, std::uint32_t release);
+
 struct VerifyTreeOptions {
     std::filesystem::path tree;
     std::filesystem::path public_key;  // PEM; empty: each release's own

@@ -65,8 +65,6 @@ class Publication {
     Publication& operator=(const Publication&) = delete;
     ~Publication();
 
-    const TreeLock& lock() const { return lock_; }
-
     // Where the release is put together; laid out as a release's folder, with an empty folder for its files.
     std::filesystem::path staging() const;
 

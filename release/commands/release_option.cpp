@@ -22,8 +22,8 @@ CLI::Option* add(CLI::App& command, const char* name, std::uint32_t& release) {
 
 }  // namespace
 
-CLI::Option* add_release_option(CLI::App& command, std::uint32_t& release) {
-    return add(command, "--release", release);
+CLI::Option* add_release_option(CLI::App& command, std::uint32_t& release, const char* name) {
+    return add(command, name, release);
 }
 
 CLI::Option* add_release_argument(CLI::App& command, std::uint32_t& release) {

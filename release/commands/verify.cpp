@@ -50,8 +50,9 @@ Outlook foresee(const VerifyOptions& options, const ManifestFile& manifest) {
     const std::vector<FileVerdict> verdicts = judge_folder(options.folder, files);
     for (std::size_t i = 0; i < files.size(); ++i) {
         const FileState state = verdicts[i].state;
-        if (state == FileState::conflict)
+        if (state == FileState::conflict) {
             outlook.conflicts.push_back(printable(files[i].path) + ": " + verdicts[i].words);
+        }
         if (state != FileState::missing && state != FileState::changed) continue;
         outlook.fetched.push_back({&files[i], state == FileState::missing ? "missing" : "changed"});
         outlook.fetch_bytes += files[i].size;

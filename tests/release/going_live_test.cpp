@@ -7,6 +7,7 @@
 #include "release/progress.h"
 #include "release/signing_key.h"
 #include "release/tree.h"
+#include "release/tree_changes.h"
 #include "release_test.h"
 
 namespace release_test {
@@ -117,6 +118,10 @@ TEST_F(GoingLive, pruning_keeps_the_newest_and_the_current_and_says_since_when_t
     EXPECT_EQ(command({"prune", "--keep", "1"}).out.substr(0, 37), "removed release 2, out of use since 2");
     EXPECT_EQ(vandrel_release::releases_in(tree_), (std::vector<std::uint32_t>{3, 4}));
     EXPECT_EQ(command({"prune", "--keep", "0"}).exit_code, 2);
+    EXPECT_EQ(command({"prune"}).err, "vandrel-release: --keep or --unsigned is required\n");
+    vandrel_release::Publication(tree_).keep_unsigned(5, "range");
+    EXPECT_EQ(command({"prune", "--unsigned", "5"}).out, "removed release 5, which waited for its signature\n");
+    EXPECT_FALSE(vandrel_release::is_waiting(tree_, 5));
 }
 
 TEST_F(GoingLive, a_file_that_has_not_changed_takes_no_room) {

@@ -14,6 +14,8 @@
 namespace vandrel_release {
 namespace {
 
+constexpr std::size_t kMaxRequestBytes = 64U << 10U;
+
 using AddressOf = int (*)(int, sockaddr*, socklen_t*);
 
 void numeric_address(AddressOf address_of, int socket, std::string& address, int& port) {
@@ -83,6 +85,7 @@ void Connection::begin_request(std::chrono::seconds limit) {
     waiting_since_ = kNotWaiting;
     limit_ = limit;
     deadline_ = Clock::now() + limit;
+    readable_bytes_ = kMaxRequestBytes;
 }
 
 void Connection::cut_off() {
@@ -92,7 +95,10 @@ void Connection::cut_off() {
 
 ssize_t Connection::read(char* bytes, size_t capacity) {
     std::size_t count = 0;
-    const int result = carry_out([&] { return SSL_read_ex(tls_.get(), bytes, capacity, &count); });
+    const std::size_t wanted = std::min(capacity, readable_bytes_);
+    if (wanted == 0) cut_off();  // what follows can't be told from another request
+    const int result = carry_out([&] { return SSL_read_ex(tls_.get(), bytes, wanted, &count); });
+    readable_bytes_ -= count;
     return result > 0 ? static_cast<ssize_t>(count) : result;
 }
 

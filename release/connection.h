@@ -29,7 +29,8 @@ class Connection : public httplib::Stream {
 
     // True once the first byte of a request is there; false if the client left, was cut off, or was silent that long.
     bool wait_for_request(std::chrono::seconds limit);
-    // From now on reading may take `limit` in all, and each piece of the answer as long to be taken by the client.
+    // From now on reading may take `limit` in all and give 64 KiB, and each piece of the answer as long to be taken by
+    // the client.
     void begin_request(std::chrono::seconds limit);
 
     // Everything fails from now on. May be called from any thread as long as the connection stands.
@@ -60,6 +61,7 @@ class Connection : public httplib::Stream {
     bool agreed_ = false;
     std::string failure_;
     std::chrono::seconds limit_{};
+    std::size_t readable_bytes_ = 0;  // of this request
     Clock::time_point deadline_{};
     std::atomic<bool> cut_off_ = false;
     std::atomic<Clock::rep> waiting_since_;

@@ -139,6 +139,9 @@ TEST_F(EndpointTest, whatever_is_not_there_is_404_and_a_malformed_query_is_400) 
         EXPECT_EQ(new_client()->Get(kDownload + "init.lua", {{"Range", range}})->status, 416) << range;
     }
     EXPECT_EQ(new_client()->Post(kPath + "?action=manifest&arch=64")->status, 404);
+    httplib::Headers endless;
+    for (int i = 0; i < 20; ++i) endless.emplace("X-" + std::to_string(i), std::string(4000, 'x'));
+    EXPECT_FALSE(new_client()->Get(kPath + "?action=manifest&arch=64", endless));
 }
 
 TEST_F(EndpointTest, a_damaged_tree_is_500_and_a_link_in_it_is_not_followed) {

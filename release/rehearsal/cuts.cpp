@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "winsim/explore/explore.h"
+#include "winsim/explore/parallel.h"
 #include "winsim/explore/walks.h"
 
 namespace vandrel_release {
@@ -72,7 +73,7 @@ Moments moments_of(const explore::Scenario& scenario) {
 
 void sample(const explore::Scenario& scenario, const std::vector<explore::CrashPoint>& points, std::uint64_t lives,
             explore::Report& report) {
-    explore::in_parallel(lives, [&](std::size_t life) {
+    explore::for_each_index(lives, [&](std::size_t life) {
         explore::Dice dice(life);
         const std::unique_ptr<explore::Run> run = scenario.start(scenario.disk, player::kFirstRun);
         const explore::CrashPoint& point = dice.one_of(points);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "winsim/explore/explore.h"
+#include "winsim/explore/parallel.h"
 
 namespace winsim::explore {
 namespace {
@@ -133,7 +134,7 @@ void follow(const FirstCut& first, const CutDepth& depth, Report& report) {
 void sweep_cuts(const std::vector<Scenario>& scenarios, const CutDepth& depth, Report& report) {
     std::vector<FirstCut> first_cuts;
     for (const Scenario& scenario : scenarios) find_first_cuts(scenario, depth.losses, first_cuts, report);
-    in_parallel(first_cuts.size(), [&](std::size_t i) { follow(first_cuts[i], depth, report); });
+    for_each_index(first_cuts.size(), [&](std::size_t i) { follow(first_cuts[i], depth, report); });
 }
 
 }  // namespace winsim::explore

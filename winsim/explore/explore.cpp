@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "winsim/explore/parallel.h"
 #include "winsim/trace_text.h"
 
 namespace winsim::explore {
@@ -17,7 +18,7 @@ void print_names(const Snapshot& disk) {
 }  // namespace
 
 void sweep(const Scenario& scenario, const std::vector<Disturbance>& disturbances, Report& report) {
-    in_parallel(disturbances.size(), [&](std::size_t i) {
+    for_each_index(disturbances.size(), [&](std::size_t i) {
         if (report.enough()) return;
         const std::unique_ptr<Run> run = scenario.start(scenario.disk, 1);
         const bool came = run_with(*run, disturbances[i]);

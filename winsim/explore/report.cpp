@@ -1,10 +1,7 @@
 #include "winsim/explore/report.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
-#include <exception>
-#include <thread>
 
 namespace winsim::explore {
 
@@ -56,26 +53,6 @@ void Report::print(std::size_t most_violations) const {
     }
     std::printf("%s%12zu  violations\n", violations(most_violations).c_str(), violation_count());
     std::fflush(stdout);
-}
-
-void in_parallel(std::size_t count, const std::function<void(std::size_t)>& work) {
-    std::atomic<std::size_t> next{0};
-    std::exception_ptr failure;
-    std::mutex mutex;
-    const auto take_turns = [&] {
-        try {
-            for (std::size_t i = next++; i < count; i = next++) work(i);
-        } catch (...) {
-            const std::lock_guard lock(mutex);
-            failure = std::current_exception();
-            next = count;
-        }
-    };
-    std::vector<std::thread> threads;
-    for (unsigned i = 1; i < std::max(2U, std::thread::hardware_concurrency()); ++i) threads.emplace_back(take_turns);
-    take_turns();
-    for (std::thread& thread : threads) thread.join();
-    if (failure) std::rethrow_exception(failure);
 }
 
 }  // namespace winsim::explore

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -40,9 +39,5 @@ class Report {
     std::vector<std::string> violations_;
     std::map<std::string, Kind> tolerated_;
 };
-
-// Calls `work` for 0 to `count` - 1, on as many threads as the machine has processors, at least two. What a call throws
-// ends the others and is thrown here.
-void in_parallel(std::size_t count, const std::function<void(std::size_t)>& work);
 
 }  // namespace winsim::explore

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "winsim/explore/parallel.h"
+
 namespace winsim::explore {
 namespace {
 
@@ -49,7 +51,7 @@ std::optional<Disturbance> run_at_random(Run& run, const Choice& choice, Dice& d
 }
 
 void walk(std::uint64_t seed, std::uint64_t count, const History& wrong_in, Report& report) {
-    in_parallel(count, [&](std::size_t number) {
+    for_each_index(count, [&](std::size_t number) {
         if (report.enough()) return;
         Dice dice = dice_of(seed, number);
         const std::string wrong = wrong_in(dice);

@@ -1,4 +1,4 @@
-#include "release/parallel.h"
+#include "winsim/explore/parallel.h"
 
 #include <algorithm>
 #include <atomic>
@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-namespace vandrel_release {
+namespace winsim::explore {
 namespace {
 
 struct Work {
@@ -49,4 +49,4 @@ void for_each_index(std::size_t count, const std::function<void(std::size_t)>& w
     if (shared.failure) std::rethrow_exception(shared.failure);
 }
 
-}  // namespace vandrel_release
+}  // namespace winsim::explore

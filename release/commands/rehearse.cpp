@@ -54,6 +54,9 @@ void add_rehearse(CLI::App& app, Action& action) {
     command->add_option("--to", options.to, "The release to rehearse, current or a draft")->required();
     command->add_option("--from", options.from,
                         "The old release; may be repeated (default: each other one in the tree)");
+    command->add_option("--line", options.line_mbits, "How fast the player's line is, in Mbit/s")
+        ->check(CLI::Range(1U, 1000000U))
+        ->capture_default_str();
     CLI::Option* cuts =
         command
             ->add_option("--cuts", options.lives,

@@ -1,8 +1,8 @@
 #include "release/rehearsal/rehearse.h"
 
-#include <algorithm>
 #include <map>
 #include <memory>
+#include <mutex>
 
 #include "release/helper_image.h"
 #include "release/key_file.h"
@@ -12,6 +12,7 @@
 #include "release/rehearsal/stories.h"
 #include "release/tree.h"
 #include "run/executables.h"
+#include "winsim/explore/parallel.h"
 
 namespace vandrel_release {
 namespace {
@@ -75,21 +76,18 @@ Set set_up(const RehearsalOptions& options, Shelf& shelf, std::uint32_t from, co
     std::string endpoint = endpoint_of(*wanted.release);
     if (endpoint.empty()) endpoint = endpoint_of(*old.release);
     Set set;
-    set.stage = std::make_unique<Stage>(options.tree, old, shelf.before(from), wanted, client, endpoint);
+    set.stage =
+        std::make_unique<Stage>(options.tree, old, shelf.before(from), wanted, client, endpoint, options.line_mbits);
     player::Course course = set.stage->course();
     player::Picture before = course.oracle.picture_of(set.stage->disk());
     set.recovery = std::make_unique<player::Recovery>(std::move(before), std::move(course));
     return set;
 }
 
-Part rehearse_part(const RehearsalOptions& options, const Set& set) {
-    Part part;
-    part.from = set.stage->from().release->number();
-    part.client = set.stage->client();
+void rehearse_part(const RehearsalOptions& options, const Set& set, Part& part) {
     play(*set.stage, *set.recovery, part);
     const bool updates = part.files != 0 && part.stories.front().wrong.empty();
     if (options.cuts && updates) part.cuts.push_back(cut_power(*set.stage, *set.recovery, options.lives));
-    return part;
 }
 
 std::vector<std::uint32_t> releases_to_leave(const RehearsalOptions& options) {
@@ -104,15 +102,20 @@ std::vector<std::uint32_t> releases_to_leave(const RehearsalOptions& options) {
 Rehearsal rehearse(const RehearsalOptions& options) {
     Shelf shelf(options.tree);
     shelf.offer(options.to);  // a release that isn't there is refused first
-    Rehearsal rehearsal{options.to, {}};
+    std::vector<Part> parts;
     for (const std::uint32_t from : releases_to_leave(options)) {
         const std::vector<std::string> clients = clients_of(*shelf.offer(from).release);
         if (clients.empty()) throw Refusal("release " + std::to_string(from) + " holds no client");
-        for (const std::string& client : clients) {
-            rehearsal.parts.push_back(rehearse_part(options, set_up(options, shelf, from, client)));
-        }
+        for (const std::string& client : clients) parts.push_back({from, client, 0, 0, 0, 0, {}, {}});
     }
-    return rehearsal;
+    std::mutex setting_up;
+    winsim::explore::for_each_index(parts.size(), [&](std::size_t index) {
+        std::unique_lock lock(setting_up);
+        const Set set = set_up(options, shelf, parts[index].from, parts[index].client);
+        lock.unlock();
+        rehearse_part(options, set, parts[index]);
+    });
+    return {options.to, std::move(parts)};
 }
 
 std::string replay(const RehearsalOptions& options, const std::string& line) {

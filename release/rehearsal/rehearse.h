@@ -15,6 +15,7 @@ struct RehearsalOptions {
     std::filesystem::path tree;
     std::uint32_t to = 0;             // current or a draft
     std::vector<std::uint32_t> from;  // empty: every other release of the tree
+    std::uint32_t line_mbits = 50;    // how fast the player's line is, in 1000000 bits a second
     bool cuts = false;
     std::uint64_t lives = 0;  // so many cuts by chance; 0: see cut_power
 };

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::uint32_t kNameNotResolved = 12007;  // ERROR_WINHTTP_NAME_NOT_RESOLVED
 constexpr std::uint32_t kAnswerMs = 30;
+constexpr std::uint64_t kBytesPerMsAtOneMbit = 125;
 constexpr std::uint64_t kReadBytes = 64U << 10U;  // what the helper asks for at once
-constexpr std::uint64_t kBytesPerMs = 1250;       // 10 Mbit/s
 
 // The folders on the way to a file, the outermost first, each with a trailing "\".
 std::vector<std::wstring> folders_to(const std::wstring& target) {
@@ -84,12 +84,13 @@ Stage::Belief look_at(const winsim::Bytes& executable, const Offer& offer, const
 }  // namespace
 
 Stage::Stage(const std::filesystem::path& tree, Offer from, const std::vector<Kept>& older, Offer to,
-             const std::string& client, std::string endpoint)
+             const std::string& client, std::string endpoint, std::uint32_t line_mbits)
     : from_(std::move(from)),
       to_(std::move(to)),
       client_(client),
       client_path_(std::wstring(player::kRoot) + L"\\" + player::wide(client)),
       endpoint_(std::move(endpoint)),
+      bytes_per_ms_(line_mbits * kBytesPerMsAtOneMbit),
       tree_(tree, to_.release->number()),
       next_tree_(tree, from_.release->number()),
       disk_(disk_of(*from_.release, older, *to_.release)) {}
@@ -177,7 +178,8 @@ winsim::Response PlayedRun::respond(const winsim::Request& request) {
         awaited_ = file->source->size();
         bytes += awaited_;
     }
-    response.read_ms = static_cast<std::uint32_t>(std::min(response.size(), kReadBytes) / kBytesPerMs);
+    const std::uint64_t reads = response.size() / kReadBytes + 2;  // the last one finds the end
+    response.read_ms = static_cast<std::uint32_t>(response.size() / stage_.bytes_per_ms() / reads);
     return response;
 }
 

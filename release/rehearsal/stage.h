@@ -29,14 +29,16 @@ class Stage {
  public:
     // `older`: releases that the player had before `from`, the latest first. They have left the files that `from`
     // doesn't list. `endpoint`: the URL at which the tree is served; "": whatever the player's helper asks.
+    // `line_mbits`: how fast the player's line is, in 1000000 bits a second, from 1 on.
     Stage(const std::filesystem::path& tree, Offer from, const std::vector<Kept>& older, Offer to,
-          const std::string& client, std::string endpoint);
+          const std::string& client, std::string endpoint, std::uint32_t line_mbits);
 
     const Offer& from() const { return from_; }
     const Offer& to() const { return to_; }
     const std::string& client() const { return client_; }
     const std::wstring& client_path() const { return client_path_; }
     const player::Snapshot& disk() const { return disk_; }
+    std::uint64_t bytes_per_ms() const { return bytes_per_ms_; }
     // What all runs bring but that of the next day, on which `from` is served once more, if the key is still the same.
     const Offer& offer_of(int run) const { return run == player::kNextDayRun ? from_ : to_; }
     ServedTree& tree_of(int run) { return run == player::kNextDayRun ? next_tree_ : tree_; }
@@ -59,6 +61,7 @@ class Stage {
     std::string client_;
     std::wstring client_path_;
     std::string endpoint_;
+    std::uint64_t bytes_per_ms_;
     ServedTree tree_;
     ServedTree next_tree_;
     player::Snapshot disk_;
@@ -67,7 +70,7 @@ class Stage {
 };
 
 // One run on a stage: the endpoint answers as the real one would, the program's key and endpoint are those that its
-// executable holds, and a line of 10 Mbit/s with 30 ms to the answer lets time pass.
+// executable holds, and the line, with 30 ms to each answer, lets time pass.
 class PlayedRun : public player::UpdateRun {
  public:
     PlayedRun(Stage& stage, const player::Snapshot& disk, int number);

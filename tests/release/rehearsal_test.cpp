@@ -131,8 +131,9 @@ TEST_F(Rehearse, power_cuts_in_the_middle_are_tried_counted_and_replayed) {
     const auto all = nlohmann::json::parse(rehearse("2", {"--json", "--cuts"}).out).at("players").at(0).at("cuts");
     EXPECT_EQ(all.at("all"), true);
     EXPECT_EQ(all.at("violations"), nlohmann::json::array());
-    for (const char* end : {"oldRelease", "newRelease", "toBeTakenBack", "putBackByHand"})
+    for (const char* end : {"oldRelease", "newRelease", "toBeTakenBack", "putBackByHand"}) {
         EXPECT_GT(all.at(end), 2) << end;
+    }
     EXPECT_GT(all.at("cases"), 1000);
 
     const Outcome sample = rehearse("2", {"--cuts", "7"});
@@ -162,13 +163,13 @@ TEST_F(Rehearse, the_page_shows_each_story_and_what_failed) {
     Files strange = release_one();
     strange["Vandrel Updater.exe"] = strange_helper();
     keep(3, strange);
-    EXPECT_EQ(rehearse("2", {"--cuts", "3", "--html", (top_ / "page.html").string()}).exit_code, 1);
+    EXPECT_EQ(rehearse("2", {"--line", "1", "--cuts", "3", "--html", (top_ / "page.html").string()}).exit_code, 1);
     const std::string shown = shown_by_browser(top_ / "page.html");
     for (const char* part :
          {"<title>Rehearsal of release 2</title>", "From release 1 <span class=\"soft\">brindler_dx_x64.exe</span>",
           "<span>200,003 bytes</span>", "style=\"width:98%\"",
           "<h3>server gone <span class=\"mark held\">held</span></h3>",
-          "<b>handoff</b>0.4 s<br>Arquivos verificados. Reiniciando o cliente...</li>", "A sample of 3 cuts",
+          "<b>handoff</b>1.7 s<br>Arquivos verificados. Reiniciando o cliente...</li>", "A sample of 3 cuts",
           "<pre class=\"failed\">error 'Assinatura digital do manifesto rejeitada.' (the helper was built with another "
           "key)"}) {
         EXPECT_NE(shown.find(part), std::string::npos) << part << "\n" << shown;

@@ -77,7 +77,7 @@ std::string escaped(const std::string& text) {
 // 3145752 as "3,145,752".
 std::string grouped(std::uint64_t number) {
     std::string digits = std::to_string(number);
-    for (std::size_t at = digits.size(); at > 3; at -= 3) digits.insert(at - 3, ",");
+    for (std::size_t at = digits.size(); at > 3; at -= 3) digits.insert(at - 3, 1, ',');
     return digits;
 }
 

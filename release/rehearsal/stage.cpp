@@ -140,7 +140,9 @@ PlayedRun::PlayedRun(Stage& stage, const player::Snapshot& disk, int number) : U
 }
 
 Stage::Belief PlayedRun::belief_of(const std::wstring& executable) {
-    return stage_.belief_of(*machine.world.disk.contents(executable), stage_.offer_of(number()));
+    const winsim::Disk& disk = machine.world.disk;
+    if (!disk.exists(executable)) return {false, false, "is missing"};
+    return stage_.belief_of(*disk.contents(executable), stage_.offer_of(number()));
 }
 
 void PlayedRun::at_half_of(std::uint64_t total_bytes, std::function<void()> action) {

@@ -81,7 +81,7 @@ class Player {
     }
 
     static std::string remark_on(PlayedRun& run) {
-        const std::string remark = run.machine.world.disk.exists(player::kHelper) ? run.belief().remark : "is gone";
+        const std::string remark = run.belief().remark;
         return remark.empty() ? remark : " (the helper " + remark + ")";
     }
 

@@ -97,6 +97,8 @@ TEST_F(Rehearse, what_would_fail_on_players_machines_fails_here_in_the_helpers_o
          sound,
          "error 'Falha HTTP no download (Windows 12007)' "
          "(the helper asks https://old.example/client-brd/updater.php)"},
+        {"no helper", [](Files& from, Files&) { from.erase("Vandrel Updater.exe"); }, sound,
+         "error 'Falha HTTP no download (Windows 12007)' (the helper is missing)"},
         {"a new helper with another key", [](Files&, Files& to) { to["Vandrel Updater.exe"] = strange_helper(); },
          sound,
          "the next start said error 'Assinatura digital do manifesto rejeitada.' (the helper was built with another "
@@ -126,8 +128,10 @@ TEST_F(Rehearse, what_would_fail_on_players_machines_fails_here_in_the_helpers_o
 }
 
 TEST_F(Rehearse, power_cuts_in_the_middle_are_tried_counted_and_replayed) {
+    Files second = release_one();
+    second["init.lua"] = "22";
     keep(1, release_one());
-    keep(2, release_two());
+    keep(2, second);
     const auto all = nlohmann::json::parse(rehearse("2", {"--json", "--cuts"}).out).at("players").at(0).at("cuts");
     EXPECT_EQ(all.at("all"), true);
     EXPECT_EQ(all.at("violations"), nlohmann::json::array());

@@ -9,7 +9,7 @@ namespace floors {
 // Plain: what no updater can do without. Buffers and the provider of SHA-256 serve all files.
 void plain_check(const Task& task);     // reads and hashes every file
 void plain_download(const Task& task);  // requests, hashes, writes and flushes every file into `staged`
-void plain_install(const Task& task);   // moves the old file to `backup`, the staged one in its place, and hashes it
+void plain_install(const Task& task);   // hashes both, moves the old to `backup` and the new in, hashes that
 
 // Rules: every call that the rules prescribe, in their order, and no other; buffers serve all files, and no text is
 // made that no call takes.

@@ -88,8 +88,10 @@ void plain_install(const Task& task) {
     sha256.open_provider();
     gate("ready");
     for (const File& file : task.files) {
+        hash_whole(place(other, task.staged, file), sha256);
         place(target, task.root, file);
         if (file.existed) {
+            hash_whole(target.c_str(), sha256);
             must(MoveFileExW(target.c_str(), place(other, task.backup, file), MOVEFILE_WRITE_THROUGH) != 0,
                  "moving the old file");
         }

@@ -21,8 +21,10 @@ std::string damage_of(const std::string& path, std::uint32_t release) {
     return printable(path) + " of release " + std::to_string(release) + " is missing or damaged";
 }
 
-// The one file of a release that is open: a release may have more of them than a process may hold open.
-struct OpenFile {
+// What all files of a release share; one of them is open: it may have more than a process may hold open.
+struct OpenRelease {
+    std::filesystem::path folder;
+    std::uint32_t release = 0;
     std::mutex mutex;
     std::string path;
     FileHandle handle;
@@ -30,26 +32,25 @@ struct OpenFile {
 
 class TreeFile : public winsim::Source {
  public:
-    TreeFile(std::filesystem::path folder, std::uint32_t release, ReleaseFile file, std::shared_ptr<OpenFile> open)
-        : folder_(std::move(folder)), release_(release), file_(std::move(file)), open_(std::move(open)) {}
+    TreeFile(std::shared_ptr<OpenRelease> all, ReleaseFile file) : all_(std::move(all)), file_(std::move(file)) {}
 
     std::uint64_t size() const override { return file_.size; }
 
     std::uint64_t identity() const override {
         std::uint64_t digest = 0;
         std::memcpy(&digest, file_.sha256.data(), sizeof digest);
-        return winsim::mix(digest, release_);  // what really stands there may be another release's neighbour
+        return winsim::mix(digest, all_->release);  // what really stands there may be another release's neighbour
     }
 
     void read(std::uint64_t offset, char* to, std::size_t count) const override {
-        const std::scoped_lock lock(open_->mutex);
-        if (!open_->handle || open_->path != file_.path) {
-            open_->handle = open_beneath(folder_, file_.path);
-            open_->path = file_.path;
+        const std::scoped_lock lock(all_->mutex);
+        if (!all_->handle || all_->path != file_.path) {
+            all_->handle = open_beneath(all_->folder, file_.path);
+            all_->path = file_.path;
         }
         while (count != 0) {
-            const ssize_t got = ::pread(open_->handle.get(), to, count, static_cast<off_t>(offset));
-            if (got <= 0) throw Refusal(damage_of(file_.path, release_));
+            const ssize_t got = ::pread(all_->handle.get(), to, count, static_cast<off_t>(offset));
+            if (got <= 0) throw Refusal(damage_of(file_.path, all_->release));
             to += got;
             offset += static_cast<std::uint64_t>(got);
             count -= static_cast<std::size_t>(got);
@@ -57,10 +58,8 @@ class TreeFile : public winsim::Source {
     }
 
  private:
-    std::filesystem::path folder_;
-    std::uint32_t release_;
+    std::shared_ptr<OpenRelease> all_;
     ReleaseFile file_;
-    std::shared_ptr<OpenFile> open_;
 };
 
 std::wstring target_of(const std::string& path) {
@@ -73,10 +72,11 @@ std::wstring target_of(const std::string& path) {
 
 KeptRelease::KeptRelease(const std::filesystem::path& tree, std::uint32_t number)
     : number_(number), manifest_(manifest_of(tree, number)) {
-    const std::filesystem::path folder = files_folder(release_folder(tree, number));
-    const auto open = std::make_shared<OpenFile>();
+    const auto all = std::make_shared<OpenRelease>();
+    all->folder = files_folder(release_folder(tree, number));
+    all->release = number;
     for (const ReleaseFile& file : list_manifest(manifest_).files) {
-        const auto source = std::make_shared<TreeFile>(folder, number, file, open);
+        const auto source = std::make_shared<TreeFile>(all, file);
         index_.emplace(file.path, files_.size());
         files_.push_back({file.path, target_of(file.path), source, std::make_shared<winsim::Bytes>(source)});
     }

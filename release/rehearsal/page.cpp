@@ -40,14 +40,18 @@ section { background: var(--card); border: 1px solid var(--line); border-radius:
 .story { margin: 1rem 0 0; border-top: 1px solid var(--line); padding-top: .75rem; }
 .story h3 { font-size: .95rem; margin: 0 0 .4rem; }
 ol { list-style: none; display: flex; margin: 0; padding: .5rem 0 0; overflow-x: auto; }
-li { flex: 1 0 7.5rem; border-top: 3px solid var(--line); padding: .35rem .5rem 0 0; font-size: .8rem; position: relative; }
+li { flex: 1 0 7.5rem; border-top: 3px solid var(--line); padding: .35rem .5rem 0 0;
+     font-size: .8rem; position: relative; }
 li::before { content: ""; position: absolute; top: -.45rem; left: 0; width: .6rem; height: .6rem; border-radius: 50%;
              background: var(--fetch); }
 li:last-child { border-color: transparent; }
 li.held::before { background: var(--good); } li.failed::before { background: var(--bad); }
 li.held, li.failed { color: inherit; } li.held b { color: var(--good); } li.failed b { color: var(--bad); }
 li b { display: block; } pre { white-space: pre-wrap; overflow-wrap: anywhere; font-size: .8rem; }
-@media (max-width: 40rem) { .row { grid-template-columns: 1fr; gap: .15rem; } .row span:last-child { text-align: left; } }
+@media (max-width: 40rem) {
+  .row { grid-template-columns: 1fr; gap: .15rem; }
+  .row span:last-child { text-align: left; }
+}
 </style>
 )";
 

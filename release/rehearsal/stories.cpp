@@ -125,7 +125,7 @@ void lose_server(PlayedRun& run) {
 
 void play(Stage& stage, const player::Recovery& recovery, Part& part) {
     Player player(stage, recovery, part);
-    if (!player.update() || part.files == 0) return;
+    if (!player.update() || part.bytes == 0) return;  // there is no middle of nothing
     player.trouble("cancelled", cancel);
     player.trouble("server gone", lose_server);
     player.trouble("disk full", [&part](PlayedRun& run) {

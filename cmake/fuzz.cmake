@@ -12,7 +12,7 @@ target_compile_options(trusting_helper PUBLIC
     -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
 target_link_options(trusting_helper PUBLIC -fsanitize=address,undefined)
 
-file(GLOB player_sources CONFIGURE_DEPENDS player/*.cpp)
+file(GLOB player_sources CONFIGURE_DEPENDS winsim/player/*.cpp)
 add_library(fuzz_player STATIC ${player_sources} tests/support/machine.cpp tests/support/release_builder.cpp)
 target_include_directories(fuzz_player PRIVATE src "${generated_dir}")
 target_link_libraries(fuzz_player PUBLIC winsim_explore nlohmann_json::nlohmann_json)

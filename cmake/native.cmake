@@ -48,7 +48,7 @@ if(VANDREL_FUZZ)
 endif()
 
 # A player's machine with the helper on it, for the rehearsal and the tests.
-file(GLOB player_sources CONFIGURE_DEPENDS player/*.cpp)
+file(GLOB player_sources CONFIGURE_DEPENDS winsim/player/*.cpp)
 add_library(player_machine STATIC ${player_sources})
 target_link_libraries(player_machine PUBLIC helper_core winsim_explore nlohmann_json::nlohmann_json)
 

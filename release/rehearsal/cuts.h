@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "player/recovery.h"
 #include "release/rehearsal/report.h"
 #include "release/rehearsal/stage.h"
+#include "winsim/player/recovery.h"
 
 namespace vandrel_release {
 

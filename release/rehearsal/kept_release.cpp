@@ -6,13 +6,13 @@
 #include <cstring>
 #include <mutex>
 
-#include "player/machine.h"
 #include "release/files.h"
 #include "release/manifest_format.h"
 #include "release/refusal.h"
 #include "release/release_check.h"
 #include "release/tree.h"
 #include "winsim/disk_names.h"
+#include "winsim/player/machine.h"
 
 namespace vandrel_release {
 namespace {

@@ -8,8 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "player/oracle.h"
 #include "winsim/bytes.h"
+#include "winsim/player/oracle.h"
 
 namespace vandrel_release {
 

@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "player/recovery.h"
 #include "release/rehearsal/kept_release.h"
 #include "release/served_tree.h"
 #include "release/signing_key.h"
+#include "winsim/player/recovery.h"
 
 namespace vandrel_release {
 

@@ -1,9 +1,9 @@
 // The stories that a rehearsal plays on one stage.
 #pragma once
 
-#include "player/recovery.h"
 #include "release/rehearsal/report.h"
 #include "release/rehearsal/stage.h"
+#include "winsim/player/recovery.h"
 
 namespace vandrel_release {
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "player/oracle.h"
 #include "tests/interruption/story.h"
+#include "winsim/player/oracle.h"
 
 namespace interruption {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "player/recovery.h"
 #include "tests/interruption/oracle.h"
+#include "winsim/player/recovery.h"
 
 namespace interruption {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "player/update_run.h"
 #include "tests/support/machine.h"
 #include "winsim/explore/explore.h"
+#include "winsim/player/update_run.h"
 
 namespace interruption {
 

@@ -12,9 +12,9 @@
 #include <functional>
 #include <string>
 
-#include "player/machine.h"
 #include "run/launch_options.h"
 #include "tests/support/release_builder.h"
+#include "winsim/player/machine.h"
 
 namespace support {
 

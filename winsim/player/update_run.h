@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "player/machine.h"
 #include "winsim/explore/run.h"
+#include "winsim/player/machine.h"
 
 namespace player {
 

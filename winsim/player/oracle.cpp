@@ -1,4 +1,4 @@
-#include "player/oracle.h"
+#include "winsim/player/oracle.h"
 
 #include <algorithm>
 #include <array>

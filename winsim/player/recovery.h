@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "player/oracle.h"
-#include "player/update_run.h"
 #include "winsim/explore/verdicts.h"
+#include "winsim/player/oracle.h"
+#include "winsim/player/update_run.h"
 
 namespace player {
 

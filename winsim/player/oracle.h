@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "player/update_run.h"
 #include "winsim/explore/picture.h"
+#include "winsim/player/update_run.h"
 
 namespace player {
 

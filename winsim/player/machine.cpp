@@ -1,4 +1,4 @@
-#include "player/machine.h"
+#include "winsim/player/machine.h"
 
 #include <filesystem>
 #include <nlohmann/json.hpp>

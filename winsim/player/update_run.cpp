@@ -1,4 +1,4 @@
-#include "player/update_run.h"
+#include "winsim/player/update_run.h"
 
 namespace player {
 namespace {

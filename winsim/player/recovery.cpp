@@ -1,4 +1,4 @@
-#include "player/recovery.h"
+#include "winsim/player/recovery.h"
 
 namespace player {
 namespace {

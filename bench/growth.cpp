@@ -27,6 +27,7 @@
 #include "manifest/digests.h"
 #include "manifest/manifest_policy.h"
 #include "manifest/signed_manifest.h"
+#include "release/key_file.h"
 #include "release/manifest_format.h"
 #include "release/signing_key.h"
 #include "safefs/small_files.h"
@@ -72,7 +73,7 @@ class Scene {
         for (const char* name : {"brindler_dx_x64.exe", "init.lua"}) files.push_back({name, kContent.size(), digest});
         for (std::size_t i = files.size(); i < count; ++i) files.push_back({path_of(i), kContent.size(), digest});
         const std::string range = vandrel_release::signed_range(kRelease, files);
-        const vandrel_release::Key key = vandrel_release::load_signing_key(VANDREL_DEVELOPMENT_KEY);
+        const vandrel_release::Key key = vandrel_release::load_signing_key(VANDREL_DEVELOPMENT_KEY, {});
         document = vandrel_release::finished_manifest(range, vandrel_release::sign(key, range));
         options.arch = L"64";
         options.job_id = kJob;

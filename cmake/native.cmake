@@ -68,13 +68,4 @@ target_link_libraries(release_core PUBLIC player_machine httplib CLI11::CLI11)
 add_executable(vandrel-release "${release_main}")
 target_link_libraries(vandrel-release PRIVATE release_core)
 
-# What scripts/growth runs under callgrind: on a machine with valgrind, and only when asked for.
-find_path(valgrind_headers valgrind/callgrind.h)
-if(valgrind_headers)
-    add_executable(growth EXCLUDE_FROM_ALL bench/growth.cpp)
-    target_link_libraries(growth PRIVATE release_core)
-    target_compile_definitions(growth PRIVATE
-        VANDREL_DEVELOPMENT_KEY="${CMAKE_SOURCE_DIR}/keys/development_private.pem")
-endif()
-
 include(cmake/tests.cmake)

@@ -41,6 +41,19 @@ endif()
 add_test(NAME interruption COMMAND "${interruption_program}")
 set_tests_properties(interruption PROPERTIES LABELS interruption TIMEOUT 900 PROCESSORS 2)
 
+# What scripts/growth runs under callgrind. Without it nothing is counted, but each step has to come to its end.
+find_path(valgrind_headers valgrind/callgrind.h)
+if(valgrind_headers)
+    add_executable(growth bench/growth.cpp)
+    target_link_libraries(growth PRIVATE release_core)
+    target_compile_definitions(growth PRIVATE
+        VANDREL_DEVELOPMENT_KEY="${CMAKE_SOURCE_DIR}/keys/development_private.pem")
+    foreach(step parse policy check plan record recovery sweep store)
+        add_test(NAME growth.${step} COMMAND growth ${step} 100)
+        set_tests_properties(growth.${step} PROPERTIES LABELS bench TIMEOUT 60)
+    endforeach()
+endif()
+
 # Each source in tests/probes is a probe_NAME, with the laboratory's frame for the simulated Windows.
 file(GLOB probe_sources CONFIGURE_DEPENDS tests/probes/*.cpp)
 add_library(probe_frame OBJECT lab/probes/native_frame.cpp)

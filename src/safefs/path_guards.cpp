@@ -53,15 +53,20 @@ bool path_prefixes_free_of_reparse(const std::wstring& path) {
 }
 
 bool ancestors_free_of_reparse(const std::wstring& path) {
-    std::wstring step;
-    if (!normal_absolute(path, step)) return false;
-    std::vector<std::wstring> chain{step};
+    std::wstring full;
+    if (!normal_absolute(path, full)) return false;
+    std::vector<std::wstring_view> chain{full};
     for (;;) {
-        std::wstring parent = parent_path(chain.back());
+        const std::wstring_view parent = parent_of(chain.back());
         if (parent == chain.back() || parent.empty()) break;
-        chain.push_back(std::move(parent));
+        chain.push_back(parent);
     }
-    return std::all_of(chain.rbegin(), chain.rend(), step_is_safe);
+    std::wstring step;
+    step.reserve(full.size());
+    return std::all_of(chain.rbegin(), chain.rend(), [&step](std::wstring_view part) {
+        step = part;
+        return step_is_safe(step);
+    });
 }
 
 bool is_path_within(const std::wstring& root, const std::wstring& target) {

@@ -90,11 +90,15 @@ std::wstring join(std::wstring_view left, std::wstring_view right) {
     return joined.append(behind_root);
 }
 
-std::wstring parent_path(std::wstring_view path) {
+std::wstring_view parent_of(std::wstring_view path) {
     const std::size_t first = relative_begin(path);
     std::size_t end = file_name_begin(path);
     while (end > first && is_separator(path[end - 1])) --end;
-    return std::wstring(path.substr(0, end));
+    return path.substr(0, end);
+}
+
+std::wstring parent_path(std::wstring_view path) {
+    return std::wstring(parent_of(path));
 }
 
 std::wstring_view file_name(std::wstring_view path) {

@@ -26,7 +26,8 @@ bool is_absolute(std::wstring_view path);
 std::wstring join(std::wstring_view left, std::wstring_view right);
 
 // Without the last component and the separators before it. A root is its own parent; a single relative name has the
-// empty one.
+// empty one. It is a beginning of the path.
+std::wstring_view parent_of(std::wstring_view path);
 std::wstring parent_path(std::wstring_view path);
 
 // The text behind the last separator, never the root: empty for "C:\" and for a path that ends in a separator.

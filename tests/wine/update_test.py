@@ -51,7 +51,7 @@ class Update(HelperTest):
         self.scene.serve({"data/big.dat": bytes(4 << 20)})
         self.endpoint.script = lambda request: Answer(bytes(4 << 20), pause=0.05) if "file" in request.query else None
         job = self.scene.reach("apply", state="downloading")
-        wait_until(lambda: job.status() and job.status()["progress"] > 10, "progress")
+        wait_until(lambda: (job.status() or {}).get("progress", 0) > 10, "progress")
         job.command("cancel")
         self.assert_end(job, 0, "cancelled", CANCELLED)
         self.assert_untouched()

@@ -102,7 +102,7 @@ std::string refused_place(const fs::path& folder, const Places& places, const Re
 FileVerdict judge_content(const fs::path& path, const ReleaseFile& file) {
     try {
         const FileHandle handle = open_for_reading(path);
-        const auto size = static_cast<std::uint64_t>(status_of(handle, path).st_size);
+        const auto size = size_of(handle, path);
         const bool same = size == file.size && hash_file(handle, path, [](std::uint64_t) {}).sha256 == file.sha256;
         if (same) return {FileState::current, ""};
         if (size <= vandrel::kLargestFile) return {FileState::changed, ""};

@@ -5,13 +5,10 @@
 #include <unordered_map>
 
 #include "release/name_conflicts.h"
-#include "winsim/world.h"
 
 namespace vandrel_release {
 
 Comparison compare(const std::vector<ReleaseFile>& before, const std::vector<ReleaseFile>& after) {
-    winsim::World world;  // names are converted by the helper's code
-    const winsim::World::Guard guard(world);
     std::unordered_map<std::string, const ReleaseFile*> left;
     left.reserve(before.size());
     for (const ReleaseFile& file : before) left.emplace(windows_name(file.path), &file);

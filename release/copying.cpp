@@ -52,10 +52,6 @@ std::vector<char> buffer_for(std::uint64_t size) {
         std::clamp<std::uint64_t>(size, kLeastBufferBytes, kBufferBytes)));
 }
 
-std::uint64_t size_of(const FileHandle& file, const std::string& path) {
-    return static_cast<std::uint64_t>(status_of(file, path).st_size);
-}
-
 // A file that may turn out to have the content that is being read.
 class Twin {
  public:

@@ -105,9 +105,13 @@ struct stat status_of(const FileHandle& file, const std::string& path) {
     return status;
 }
 
+std::uint64_t size_of(const FileHandle& file, const std::string& path) {
+    return static_cast<std::uint64_t>(status_of(file, path).st_size);
+}
+
 std::string read_small_file(const std::filesystem::path& path, std::uint64_t limit) {
     const FileHandle file = open_for_reading(path);
-    const auto size = static_cast<std::uint64_t>(status_of(file, path).st_size);
+    const auto size = size_of(file, path);
     if (size > limit) throw Refusal(named(path) + " is larger than " + std::to_string(limit) + " bytes");
     std::string content(static_cast<std::size_t>(size), '\0');
     std::size_t have = 0;

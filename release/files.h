@@ -45,6 +45,7 @@ bool is_there(const std::string& path);
 std::vector<std::string> names_in(const std::filesystem::path& folder);
 
 struct stat status_of(const FileHandle& file, const std::string& path);
+std::uint64_t size_of(const FileHandle& file, const std::string& path);
 
 // The whole content of a small file. More than `limit` bytes: Refusal.
 std::string read_small_file(const std::filesystem::path& path, std::uint64_t limit);

@@ -1,6 +1,5 @@
 #include "release/guards.h"
 
-#include <array>
 #include <map>
 #include <string_view>
 #include <unordered_set>
@@ -11,6 +10,7 @@
 #include "release/name_conflicts.h"
 #include "release/refusal.h"
 #include "release/release_check.h"
+#include "release/release_policy.h"
 #include "release/tree.h"
 
 namespace vandrel_release {
@@ -22,8 +22,6 @@ namespace fs = std::filesystem;
 constexpr Digest kDevelopmentKey{0x01, 0xbd, 0x2f, 0x75, 0xb1, 0x14, 0x9e, 0x08, 0x22, 0xe0, 0x04,
                                  0x7d, 0xce, 0xde, 0x1a, 0xbc, 0x3a, 0x9b, 0x0e, 0x30, 0x66, 0x9e,
                                  0xae, 0x34, 0x2d, 0xd2, 0x8b, 0xe3, 0xfe, 0xac, 0xbe, 0x49};
-
-constexpr std::array<std::string_view, 2> kClients{"brindler_dx_x64.exe", "brindler_gl_x64.exe"};
 
 bool is_development_key(const Key& key) {
     return sha256_of(modulus_of(key)) == kDevelopmentKey;
@@ -106,11 +104,12 @@ std::vector<std::string> key_refusals(const fs::path& tree, const Key& key, cons
 }
 
 std::vector<std::string> spelling_refusals(const std::vector<ReleaseFile>& files) {
+    const std::vector<std::string> clients = client_executables(std::string(kArch));
     std::vector<std::string> texts;
     for (const ReleaseFile& file : files) {
-        for (const std::string_view client : kClients) {
+        for (const std::string& client : clients) {
             if (file.path.size() != client.size() || file.path == client || windows_name(file.path) != client) continue;
-            texts.push_back(printable(file.path) + ": must be spelled " + std::string(client));
+            texts.push_back(printable(file.path) + ": must be spelled " + client);
         }
     }
     return texts;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "release/endpoint.h"
 #include "release/files.h"
 #include "release/manifest_format.h"
 #include "release/refusal.h"
@@ -16,7 +17,6 @@ namespace {
 constexpr std::uint64_t kMaxImageBytes = 64U << 20U;
 constexpr std::size_t kLongestEndpoint = 2048;  // UTF-16 units
 constexpr std::string_view kScheme = "https://";
-constexpr std::string_view kEndpointEnd = "/client-brd/updater.php";
 constexpr std::uint64_t kMachineX64 = 0x8664;
 
 std::string widened(std::string_view text) {
@@ -98,7 +98,7 @@ std::optional<std::string> HelperImage::endpoint() const {
     for (const std::string_view section : sections_) {
         for (std::size_t at = 0; (at = section.find(start, at)) != std::string_view::npos; ++at) {
             const std::string text = text_at(section.substr(at));
-            if (!text.ends_with(kEndpointEnd)) continue;
+            if (!text.ends_with(kEndpointPath)) continue;
             if (found && *found != text) return std::nullopt;
             found = text;
         }

@@ -20,7 +20,7 @@ std::string difference_in(const std::string& folder, const ReleaseFile& listed, 
     if (!file) return "is missing";
     try {
         const std::string path = folder + "/" + listed.path;
-        const auto size = static_cast<std::uint64_t>(status_of(file, path).st_size);
+        const auto size = size_of(file, path);
         if (size != listed.size) return "has " + std::to_string(size) + " bytes, not " + std::to_string(listed.size);
         const Copied found = hash_file(file, path, [&](std::uint64_t bytes) { progress.add_bytes(bytes); });
         return found.sha256 == listed.sha256 ? "" : "has another content";

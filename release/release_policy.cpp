@@ -3,7 +3,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <array>
 #include <numeric>
 #include <optional>
 #include <string_view>
@@ -11,8 +10,10 @@
 #include "manifest/manifest_policy.h"
 #include "release/name_conflicts.h"
 #include "release/refusal.h"
+#include "run/executables.h"
 #include "run/launch_options.h"
 #include "safefs/text_encoding.h"
+#include "winsim/player/machine.h"
 #include "winsim/world.h"
 
 namespace vandrel_release {
@@ -20,11 +21,6 @@ namespace {
 
 constexpr std::string_view kClientMissing = "Manifesto sem init.lua ou backend selecionado.";
 constexpr const wchar_t* kClientFolder = L"C:\\Client";
-
-// The names that the helper takes for "/CLIENT".
-std::array<std::string, 2> client_names(const std::string& arch) {
-    return {"brindler_dx_x" + arch + ".exe", "brindler_gl_x" + arch + ".exe"};
-}
 
 bool is_listed(const std::vector<ReleaseFile>& files, const std::string& name) {
     return std::any_of(files.begin(), files.end(), [&](const ReleaseFile& file) {
@@ -34,7 +30,7 @@ bool is_listed(const std::vector<ReleaseFile>& files, const std::string& name) {
 
 std::vector<std::string> clients_in(const std::vector<ReleaseFile>& files, const std::string& arch) {
     std::vector<std::string> found;
-    for (const std::string& name : client_names(arch)) {
+    for (const std::string& name : client_executables(arch)) {
         if (is_listed(files, name)) found.push_back(name);
     }
     return found;
@@ -135,8 +131,17 @@ struct Verdicts {
 
 }  // namespace
 
+std::vector<std::string> client_executables(const std::string& arch) {
+    std::vector<std::string> names;
+    for (const std::wstring_view name : vandrel::kClientExecutables) {
+        if (!vandrel::is_client_executable(name, player::wide(arch))) continue;
+        names.push_back(player::narrow(std::wstring(name)));
+    }
+    return names;
+}
+
 void require_client_names(const std::vector<std::string>& clients, const std::string& arch) {
-    const std::array<std::string, 2> known = client_names(arch);
+    const std::vector<std::string> known = client_executables(arch);
     for (const std::string& name : clients) {
         if (std::find(known.begin(), known.end(), name) == known.end()) {
             throw Refusal(printable(name) + ": no client executable of channel " + arch);
@@ -147,7 +152,7 @@ void require_client_names(const std::vector<std::string>& clients, const std::st
 std::vector<std::string> policy_refusals(const std::vector<ReleaseFile>& files, std::uint32_t release,
                                          const std::string& arch, const std::vector<std::string>& clients) {
     const std::vector<std::string> wanted = clients.empty() ? clients_in(files, arch) : clients;
-    const Judge judge(files, release, arch, wanted.empty() ? client_names(arch).front() : wanted.front());
+    const Judge judge(files, release, arch, wanted.empty() ? client_executables(arch).front() : wanted.front());
     Verdicts verdicts{files, judge};
     for (const std::string& client : wanted) {  // the policy's one rule that depends on the client
         if (is_listed(files, client) && is_listed(files, "init.lua")) continue;

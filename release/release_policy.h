@@ -10,6 +10,9 @@
 
 namespace vandrel_release {
 
+// The executables that the helper takes for "/CLIENT" in this channel, spelled as it wants them.
+std::vector<std::string> client_executables(const std::string& arch);
+
 // Throws Refusal "NAME: no client executable of channel ARCH" if one of the names isn't one.
 void require_client_names(const std::vector<std::string>& clients, const std::string& arch);
 

@@ -9,10 +9,6 @@ namespace {
 
 constexpr std::size_t kKeptLists = 4;
 
-std::uint64_t size_of(const struct stat& status) {
-    return static_cast<std::uint64_t>(status.st_size);
-}
-
 }  // namespace
 
 std::optional<ServedFile> ServedTree::open_manifest() {
@@ -21,7 +17,7 @@ std::optional<ServedFile> ServedTree::open_manifest() {
         const std::filesystem::path path = manifest_path(release_folder(tree_, *release));
         try {
             FileHandle file = open_for_reading(path);
-            const std::uint64_t size = size_of(status_of(file, path));
+            const std::uint64_t size = size_of(file, path);
             return ServedFile{std::move(file), size, *release};
         } catch (const Refusal&) {
             const std::optional<std::uint32_t> now = current();
@@ -39,7 +35,7 @@ std::optional<ServedFile> ServedTree::open_file(std::uint32_t release, const std
     if (listed == list->sizes.end()) return std::nullopt;
     const std::filesystem::path folder = release_folder(tree_, release);
     ServedFile served{open_beneath(files_folder(folder), path), listed->second, release};
-    if (served.file && size_of(status_of(served.file, folder / path)) == served.size) return served;
+    if (served.file && size_of(served.file, folder / path) == served.size) return served;
     if (!std::filesystem::exists(manifest_path(folder))) return std::nullopt;  // removed meanwhile
     throw Refusal(printable(path) + " of release " + std::to_string(release) + " is missing or damaged");
 }

@@ -16,6 +16,19 @@ constexpr std::string_view kReleaseName = "release";  // within the folder of a 
 constexpr std::string_view kRangeName = "manifest.range";
 constexpr std::uint64_t kMaxCurrentBytes = 64;
 
+// The numbers that stand behind this prefix among the names of the tree's releases.
+std::vector<std::uint32_t> numbers_behind(std::string_view prefix, const fs::path& tree) {
+    std::vector<std::uint32_t> numbers;
+    for (const std::string& name : names_in(releases_folder(tree))) {
+        if (!name.starts_with(prefix)) continue;
+        if (const auto number = parse_release_number(std::string_view(name).substr(prefix.size()))) {
+            numbers.push_back(*number);
+        }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}
+
 }  // namespace
 
 std::optional<std::uint32_t> parse_release_number(std::string_view text) {
@@ -65,20 +78,17 @@ std::optional<std::uint32_t> current_release(const fs::path& tree) {
 }
 
 std::vector<std::uint32_t> releases_in(const fs::path& tree) {
-    std::vector<std::uint32_t> releases;
-    for (const std::string& name : names_in(releases_folder(tree))) {
-        if (const auto release = parse_release_number(name)) releases.push_back(*release);
-    }
-    std::sort(releases.begin(), releases.end());
-    return releases;
+    return numbers_behind("", tree);
+}
+
+std::vector<std::uint32_t> waiting_in(const fs::path& tree) {
+    return numbers_behind(kUnsignedPrefix, tree);
 }
 
 std::uint32_t newest_release(const fs::path& tree) {
     std::uint32_t newest = current_release(tree).value_or(0);
-    for (const std::string& name : names_in(releases_folder(tree))) {
-        std::string_view number = name;
-        if (number.starts_with(kUnsignedPrefix)) number.remove_prefix(kUnsignedPrefix.size());
-        newest = std::max(newest, parse_release_number(number).value_or(0));
+    for (const std::vector<std::uint32_t>& numbers : {releases_in(tree), waiting_in(tree)}) {
+        if (!numbers.empty()) newest = std::max(newest, numbers.back());
     }
     return newest;
 }

@@ -48,6 +48,9 @@ std::optional<std::uint32_t> current_release(const std::filesystem::path& tree);
 // The releases of the tree, current or not, in ascending order; those that wait for a signature are not among them.
 std::vector<std::uint32_t> releases_in(const std::filesystem::path& tree);
 
+// Those that wait for a signature, in ascending order.
+std::vector<std::uint32_t> waiting_in(const std::filesystem::path& tree);
+
 // The highest release number in the tree, that of a release which waits for its signature included; 0 if there is none.
 std::uint32_t newest_release(const std::filesystem::path& tree);
 

@@ -111,7 +111,7 @@ void Bytes::write(std::uint64_t offset, std::string_view data, const std::shared
 bool Bytes::same(const Bytes& other) const {
     if (this == &other) return true;
     if (size() != other.size()) return false;
-    if (source_ == other.source_ && stored() == other.stored() && (source_ || text_ == other.text_)) return true;
+    if (source_ == other.source_ && stored() == other.stored()) return source_ || text_ == other.text_;
     std::string one(kPieceBytes, '\0');
     std::string two(kPieceBytes, '\0');
     for (std::uint64_t at = 0; at < size(); at += kPieceBytes) {

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -9,7 +8,6 @@
 #include "release/commands/commands.h"
 #include "release/commands/json_output.h"
 #include "release/copying.h"
-#include "release/files.h"
 #include "release/key_file.h"
 #include "release/manifest_file.h"
 #include "release/refusal.h"
@@ -87,16 +85,6 @@ int inspect_manifest(const InspectOptions& options, const Key& key, std::ostream
         }
     }
     return summary.signature == "invalid" ? 1 : 0;
-}
-
-std::vector<std::uint32_t> waiting_in(const fs::path& tree) {
-    std::vector<std::uint32_t> waiting;
-    for (const std::string& name : names_in(releases_folder(tree))) {
-        if (!name.starts_with(kUnsignedPrefix)) continue;
-        if (const auto release = parse_release_number(name.substr(kUnsignedPrefix.size()))) waiting.push_back(*release);
-    }
-    std::sort(waiting.begin(), waiting.end());
-    return waiting;
 }
 
 // One release of a tree.

@@ -97,7 +97,7 @@ void KeptRelease::require_files(const std::filesystem::path& tree) const {
     const std::filesystem::path folder = files_folder(release_folder(tree, number_));
     for (const KeptFile& file : files_) {
         const FileHandle handle = open_beneath(folder, file.path);
-        if (handle && static_cast<std::uint64_t>(status_of(handle, file.path).st_size) == file.source->size()) continue;
+        if (handle && size_of(handle, file.path) == file.source->size()) continue;
         throw Refusal(damage_of(file.path, number_));
     }
 }

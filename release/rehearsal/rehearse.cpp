@@ -10,8 +10,8 @@
 #include "release/rehearsal/cuts.h"
 #include "release/rehearsal/stage.h"
 #include "release/rehearsal/stories.h"
+#include "release/release_policy.h"
 #include "release/tree.h"
-#include "run/executables.h"
 #include "winsim/explore/parallel.h"
 
 namespace vandrel_release {
@@ -46,9 +46,8 @@ class Shelf {
 
 std::vector<std::string> clients_of(const KeptRelease& release) {
     std::vector<std::string> clients;
-    for (const std::wstring_view name : vandrel::kClientExecutables) {
-        const std::string path = player::narrow(std::wstring(name));
-        if (vandrel::is_client_executable(name, L"64") && release.find(path) != nullptr) clients.push_back(path);
+    for (const std::string& name : client_executables(std::string(kArch))) {
+        if (release.find(name) != nullptr) clients.push_back(name);
     }
     return clients;
 }

@@ -23,7 +23,6 @@
 #include <string>
 #include <vector>
 
-#include "launcher/entry.h"
 #include "manifest/digests.h"
 #include "manifest/manifest_policy.h"
 #include "manifest/signed_manifest.h"
@@ -31,19 +30,17 @@
 #include "release/manifest_format.h"
 #include "release/signing_key.h"
 #include "safefs/small_files.h"
-#include "safefs/text_encoding.h"
 #include "transaction/recovery_record.h"
 #include "transaction/transaction_store.h"
-#include "winsim/world.h"
+#include "winsim/player/machine.h"
 
 namespace {
 
 using vandrel_release::ReleaseFile;
 
 constexpr std::uint32_t kRelease = 2;
-const std::wstring kRoot = L"C:\\Game";
-const std::wstring kStore = kRoot + L"\\.vandrel-updater";
-const std::wstring kJob = L"0123456789abcdef0123456789abcdef";
+const std::wstring kRoot = player::kRoot;
+const std::wstring kStore = player::kStore;
 const std::string kContent = "content";
 
 void require(bool held, const std::string& what) {
@@ -55,18 +52,11 @@ std::string path_of(std::size_t number) {
     return "data/" + name.substr(1, 3) + "/" + name + ".dat";  // at most 1000 in a folder
 }
 
-std::wstring wide(const std::string& path) {
-    return {path.begin(), path.end()};
-}
-
 // A machine with the client's folder, and a release of `count` files.
 class Scene {
  public:
     explicit Scene(std::size_t count) {
         for (const wchar_t* path : {L"\\data", L"\\modules"}) world.disk.make_folder(kRoot + path);
-        for (const std::wstring& path : {world.roaming, world.temporary, world.current_folder}) {
-            world.disk.make_folder(path);
-        }
         vandrel::Digest digest{};
         const winsim::World::Guard guard(world);
         vandrel::sha256_of_bytes(reinterpret_cast<const std::uint8_t*>(kContent.data()), kContent.size(), digest);
@@ -76,17 +66,17 @@ class Scene {
         const vandrel_release::Key key = vandrel_release::load_signing_key(VANDREL_DEVELOPMENT_KEY, {});
         document = vandrel_release::finished_manifest(range, vandrel_release::sign(key, range));
         options.arch = L"64";
-        options.job_id = kJob;
+        options.job_id = player::kJob;
         options.client_executable = L"brindler_dx_x64.exe";
         options.client_root = kRoot;
     }
-    void fill_folder(const std::string& content) {
-        for (const ReleaseFile& file : files) world.disk.put(kRoot + L"\\" + wide(file.path), content);
+    void fill(const std::wstring& folder, const std::string& content) {
+        for (const ReleaseFile& file : files) world.disk.put(folder + L"\\" + player::wide(file.path), content);
     }
     // The plan of an update that replaces every file.
     vandrel::TransactionPlan plan() const {
         vandrel::TransactionPlan plan;
-        plan.job_id = kJob;
+        plan.job_id = player::kJob;
         plan.manifest.storage.assign(document.begin(), document.end());
         plan.manifest.signed_bytes = plan.manifest.storage;
         std::wstring error;
@@ -99,7 +89,8 @@ class Scene {
         return plan;
     }
 
-    winsim::World world;
+    player::Machine machine;
+    winsim::World& world = machine.world;
     std::vector<ReleaseFile> files;
     std::string document;
     vandrel::LaunchOptions options;
@@ -131,30 +122,17 @@ void measure_policy(Scene& scene) {
 
 // The first instance's run. A folder that differs is offered, and the player declines.
 void measure_run(Scene& scene, const std::string& content, const std::string& state) {
-    scene.fill_folder(content);
-    winsim::World& world = scene.world;
-    const std::wstring base = world.roaming + L"\\BrindlerQ3\\main\\updater\\" + kJob;
-    world.network.serve([&](const winsim::Request&) {
+    scene.fill(kRoot, content);
+    scene.world.network.serve([&](const winsim::Request&) {
         winsim::Response response;
         response.body = scene.document;
         return response;
     });
-    world.disk.put(kRoot + L"\\Vandrel Updater.exe", "helper");
-    const std::wstring client = kRoot + L"\\brindler_dx_x64.exe";
-    const std::uint32_t pid = world.processes.start(client, L"\"" + client + L"\"");
-    world.clock.after(60'000, [&] {  // whatever it waits for by then is the player
-        world.disk.put(base + L".command.json",
-                       R"({"jobId":")" + vandrel::wide_to_utf8(kJob) + R"(","command":"cancel"})");
-    });
-    const std::wstring helper = kRoot + L"\\Vandrel Updater.exe";
-    collect([&] {
-        world.run(helper,
-                  L"\"" + helper + L"\" /CHECK /ARCH=64 /JOB=" + kJob + L" \"/STATUS=" + base +
-                      L".status.json\" /WAITPID=" + std::to_wstring(pid) + L" /CLIENT=brindler_dx_x64.exe",
-                  &vandrel::run_helper);
-    });
-    const std::string status = world.disk.read(base + L".status.json");
-    require(status.find("\"" + state + "\"") != std::string::npos, status);
+    scene.world.disk.put(player::kHelper, "helper");
+    scene.machine.start_client();
+    scene.machine.client_answers("cancel");
+    collect([&] { scene.machine.run_first(); });
+    require(scene.machine.status().state == state, scene.machine.status_text());
 }
 
 void measure_record(Scene& scene) {
@@ -192,10 +170,10 @@ void sweep(Scene& scene, std::size_t expected_left) {
 // What a download that was interrupted behind its last file has left.
 void measure_sweep(Scene& scene) {
     const winsim::World::Guard guard(scene.world);
-    const std::wstring folder = kStore + L"\\" + kJob + L"\\";
+    const std::wstring folder = kStore + L"\\" + player::kJob + L"\\";
     const vandrel::Bytes record = record_of(scene.plan());
     scene.world.disk.put(folder + L"staging.transaction", std::string(record.begin(), record.end()));
-    for (const ReleaseFile& file : scene.files) scene.world.disk.put(folder + L"files\\" + wide(file.path), kContent);
+    scene.fill(folder + L"files", kContent);
     sweep(scene, 0);
 }
 

@@ -15,7 +15,6 @@ namespace vandrel_release {
 namespace {
 
 constexpr std::size_t kBufferBytes = 1U << 20U;
-constexpr std::size_t kLeastBufferBytes = 1U << 12U;
 constexpr mode_t kReadByAll = S_IRUSR | S_IRGRP | S_IROTH;
 
 // Looking the algorithm up takes longer than hashing a small file.
@@ -27,7 +26,7 @@ const EVP_MD* sha256() {
 
 class Hash {
  public:
-    Hash() : context_(EVP_MD_CTX_new(), EVP_MD_CTX_free) {
+    void start() {
         if (!context_ || EVP_DigestInit_ex(context_.get(), sha256(), nullptr) != 1) {
             refuse_crypto("cannot start SHA-256");
         }
@@ -44,24 +43,32 @@ class Hash {
     }
 
  private:
-    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_;
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_{EVP_MD_CTX_new(), EVP_MD_CTX_free};
 };
 
-std::vector<char> buffer_for(std::uint64_t size) {
-    return std::vector<char>(static_cast<std::size_t>(  // zeroing it costs, too
-        std::clamp<std::uint64_t>(size, kLeastBufferBytes, kBufferBytes)));
+// What a thread keeps from file to file: for a small one, making it costs as much as the hash.
+struct Tools {
+    Hash hash;
+    std::vector<char> buffer = std::vector<char>(kBufferBytes);
+    std::vector<char> twin_buffer;
+};
+
+Tools& tools() {
+    thread_local Tools kept;
+    return kept;
 }
 
 // A file that may turn out to have the content that is being read.
 class Twin {
  public:
-    Twin(const std::string& path, std::uint64_t size) : path_(path) {
+    Twin(const std::string& path, const FileHandle& source, const std::string& source_path) : path_(path) {
         if (path.empty() || !is_there(path)) return;
         FileHandle file = open_for_reading(path);
         const struct stat status = status_of(file, path);
-        if (static_cast<std::uint64_t>(status.st_size) != size || (status.st_mode & kReadByAll) != kReadByAll) return;
+        if (status.st_size != status_of(source, source_path).st_size) return;
+        if ((status.st_mode & kReadByAll) != kReadByAll) return;
         file_ = std::move(file);
-        buffer_ = buffer_for(size);
+        buffer_.resize(kBufferBytes);
     }
 
     explicit operator bool() const { return static_cast<bool>(file_); }
@@ -95,21 +102,24 @@ class Twin {
  private:
     std::string path_;
     FileHandle file_;
-    std::vector<char> buffer_;
+    std::vector<char>& buffer_ = tools().twin_buffer;
 };
 
 }  // namespace
 
 Digest sha256_of(std::string_view bytes) {
-    Hash hash;
+    Hash& hash = tools().hash;
+    hash.start();
     hash.add(bytes.data(), bytes.size());
     return hash.finish();
 }
 
 Copied hash_file(const FileHandle& file, const std::string& path, const OnBytes& on_bytes) {
-    Hash hash;
+    Tools& kept = tools();
+    Hash& hash = kept.hash;
+    std::vector<char>& buffer = kept.buffer;
+    hash.start();
     Copied read;
-    std::vector<char> buffer = buffer_for(size_of(file, path));
     while (const std::size_t count = read_some(file, buffer.data(), buffer.size(), path)) {
         hash.add(buffer.data(), count);
         read.size += count;
@@ -122,12 +132,13 @@ Copied hash_file(const FileHandle& file, const std::string& path, const OnBytes&
 Copied copy_and_hash(const std::string& from, const std::string& to, const std::string& twin_path,
                      const OnBytes& on_bytes) {
     const FileHandle source = open_for_reading(from);
-    const std::uint64_t size = size_of(source, from);
-    Twin twin(twin_path, size);
+    Twin twin(twin_path, source, from);
     FileHandle target = twin ? FileHandle() : create_new(to, 0644);
-    Hash hash;
+    Tools& kept = tools();
+    Hash& hash = kept.hash;
+    std::vector<char>& buffer = kept.buffer;
+    hash.start();
     Copied copied;
-    std::vector<char> buffer = buffer_for(size);
     while (const std::size_t count = read_some(source, buffer.data(), buffer.size(), from)) {
         hash.add(buffer.data(), count);
         if (twin && !twin.goes_on_with(buffer.data(), count)) {

@@ -22,9 +22,9 @@ from .floor_runs import run_floor
 from .helper_runs import run_check, run_update
 from .release_tool import ReleaseFolder, measure_endpoint, measure_publishing
 from .results import Result, compare, table
-from .rows import FOLDER_GOAL, FOLDER_PAIR, MODES, PUBLISH_GOAL, ROWS, START_GOAL
+from .rows import FLOORS, FOLDER_GOAL, FOLDER_PAIR, MODES, PUBLISH_GOAL, ROWS, START_GOAL
 from .start import measure_starts
-from .workplace import Workplace
+from .workplace import NATIVE, Workplace
 
 
 def parse_arguments():
@@ -57,14 +57,14 @@ def run_round(place, rows, samples):
     for row in 3 * [row for row in rows if row.stage == "check"]:
         place.serve(row.change)
         samples[row.id, "helper"].append(run_check(place, row.standing))
-        for floor in row.floors:
+        for floor in FLOORS:
             samples[row.id, floor].append(run_floor(place, floor, "check", row.change, row.standing))
     for change in sorted({row.change for row in rows if row.stage != "check"}):
         place.serve(change)
         costs = run_update(place)
         for row in (row for row in rows if row.stage != "check" and row.change == change):
             samples[row.id, "helper"].append(costs[row.stage])
-            for floor in row.floors:
+            for floor in FLOORS:
                 place.reset()
                 samples[row.id, floor].append(run_floor(place, floor, row.stage, change))
         place.reset()
@@ -96,16 +96,15 @@ def compare_rows(samples, titles):
     """The helper against both floors."""
     return [compare(f"{row.id}/{floor}", row.stage, f"{titles[row.layout]}, {row.change}", floor,
                     samples[row.id, "helper"], samples[row.id, floor], goal)
-            for row in ROWS if (row.id, "helper") in samples for floor, goal in zip(row.floors, row.goals)]
+            for row in ROWS if (row.id, "helper") in samples for floor, goal in zip(FLOORS, row.goals)]
 
 
 def compare_folders(samples, titles):
-    """The same files in one folder against folders of 200: the helper, and the plain floor for what the platform itself
-    adds."""
+    """The same files in one folder against folders of 200: the helper, and the floors for what the platform itself adds."""
     many, one = FOLDER_PAIR
     results = []
     for row in (row for row in ROWS if row.layout == one and (row.id, "helper") in samples):
-        for who, goal in (("helper", FOLDER_GOAL), ("plain", None)):
+        for who, goal in (("helper", FOLDER_GOAL), *((floor, None) for floor in FLOORS)):
             other = samples[row.id.replace(one, many), who]
             if other:
                 results.append(compare(f"folders/{row.stage}/{who}", row.stage, f"{titles[one]}, {who}",
@@ -114,7 +113,7 @@ def compare_folders(samples, titles):
 
 
 def measure_release_tool(work, mode, selected):
-    tool = Path(os.environ.get("VANDREL_NATIVE_BUILD_DIR", ROOT / "build" / "native")) / "vandrel-release"
+    tool = NATIVE / "vandrel-release"
     key = ROOT / "keys" / "development_private.pem"
     if "publish" not in selected and "endpoint" not in selected:
         return []

@@ -17,17 +17,20 @@ SMALLEST_CHANGE = "data/a.dat"
 
 @dataclass(frozen=True)
 class Layout:
-    """`count` files of `smallest` to `largest` bytes (every size is as likely), `per_folder` in each folder."""
+    """`count` files of `smallest` to `largest` bytes (every size is as likely), `per_folder` in each folder. Their names are
+    too long for short ones (8.3), which Wine would look for in the whole folder. `case_blind`: on a disk that ignores the
+    case of names by itself, as far as Wine knows."""
     name: str
     title: str
     count: int
     smallest: int
     largest: int
     per_folder: int
+    case_blind: bool = False
 
     @cached_property
     def paths(self):
-        return [f"data/d{index // self.per_folder:04}/f{index:06}.dat" for index in range(self.count)]
+        return [f"data/d{index // self.per_folder:04}/file-{index:06}.dat" for index in range(self.count)]
 
     def new_contents(self):
         """Content by path of the new version. The old one of a file is the same without its last byte."""

@@ -1,6 +1,12 @@
 """Where stages are run: one layout in a client folder of the laboratory, and the release that it is to become."""
 
+import os
 import shutil
+from pathlib import Path
+
+from lab.laboratory import ROOT
+
+NATIVE = Path(os.environ.get("VANDREL_NATIVE_BUILD_DIR", ROOT / "build" / "native"))
 
 
 class Workplace:
@@ -11,10 +17,13 @@ class Workplace:
         self.scene = lab.scene("bench")
         self.folder = self.scene.folder.path
         self.release = None
+        if store.layout.case_blind:
+            lab.prefix.environment["LD_PRELOAD"] = str(NATIVE / "libcase_blind.so")
         self.reset()
 
     def close(self):
         self.scene.close()
+        self.lab.prefix.environment.pop("LD_PRELOAD", None)
 
     def reset(self):
         """The client's folder holds the old version, and nothing else; no job has left anything."""

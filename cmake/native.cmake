@@ -68,4 +68,7 @@ target_link_libraries(release_core PUBLIC player_machine httplib CLI11::CLI11)
 add_executable(vandrel-release "${release_main}")
 target_link_libraries(vandrel-release PRIVATE release_core)
 
+# For benchmarks under Wine.
+add_library(case_blind MODULE bench/case_blind.cpp)
+
 include(cmake/tests.cmake)

@@ -10,7 +10,7 @@ import os
 import shutil
 import sys
 from collections import defaultdict
-from dataclasses import asdict
+from dataclasses import asdict, replace
 from pathlib import Path
 
 from lab.laboratory import ROOT, Laboratory
@@ -35,6 +35,8 @@ def parse_arguments():
     parser.add_argument("--row", action="append", default=[], metavar="PATTERN",
                         help="only the rows whose name matches, as in 'check/*' or '*/4-MiB/*'; may be repeated; what "
                         "results.json has of others stays in it")
+    parser.add_argument("--rounds", type=int, help="how often each row is measured (a check three times as often); "
+                        "default: twice, many or large files once")
     parser.add_argument("--output", type=Path, default=ROOT / "build" / "bench", metavar="FOLDER",
                         help="where results.json and bench.svg go")
     return parser.parse_args()
@@ -175,6 +177,8 @@ def measure_helper(lab, work, mode, selected, output):
 def main():
     arguments = parse_arguments()
     mode, selected = MODES[arguments.mode], Selection(arguments.row)
+    if arguments.rounds:
+        mode = replace(mode, rounds=arguments.rounds, rounds_of_many=arguments.rounds)
     output = Output(arguments.output, arguments.mode)
     lab = open_laboratory()
     work = lab.prefix.folder / "bench-data"

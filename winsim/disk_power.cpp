@@ -57,13 +57,11 @@ DiskState DiskState::after(const Loss& loss) const {
     if (!everything) state.live_ = durable_;
     for (std::size_t i = 0; i < flags && !everything; ++i) {
         if (!loss.kept[i]) continue;
-        Names& names = state.live_.edit();
+        NameTable& names = state.live_.edit();
         for (const Dirent& change : (*journal_)[i]) {
             // Without the records before it, a rename finds its file under an older name: a file has one name.
-            if (change.node != kNoNode && !loss.keeps_prefix()) {
-                std::erase_if(names, [&change](const Dirent& entry) { return entry.node == change.node; });
-            }
-            apply(names, change);
+            if (change.node != kNoNode && !loss.keeps_prefix()) names.forget(change.node);
+            names.apply(change);
         }
     }
     state.keep_reachable();
@@ -82,16 +80,15 @@ void DiskState::keep_reachable() {
     std::vector<NodeId> folders = {kComputer};
     std::size_t reached = 0;
     for (std::size_t i = 0; i < folders.size(); ++i) {
-        for (const Dirent& entry : children_in(*live_, folders[i])) {
+        for (const Dirent& entry : children(folders[i])) {
             ++reached;
+            if (node(entry.node).folder != folders[i]) edit_node(entry.node).folder = folders[i];
             if (node(entry.node).is_folder()) folders.push_back(entry.node);
         }
     }
     if (reached != live_->size()) {
         std::sort(folders.begin(), folders.end());
-        std::erase_if(live_.edit(), [&folders](const Dirent& entry) {
-            return !std::binary_search(folders.begin(), folders.end(), entry.folder);
-        });
+        live_.edit().keep_only(folders);
     }
     durable_ = live_;
     drop_unused_nodes({});
@@ -112,12 +109,12 @@ std::vector<Loss> DiskState::losses(LossModel model) const {
 }
 
 // `whole` takes in what only a power cut or a look at a folder's time would show.
-std::uint64_t DiskState::hash_beneath(const Names& names, NodeId folder, bool whole) const {
+std::uint64_t DiskState::hash_beneath(const NameTable& names, NodeId folder, bool whole) const {
     std::vector<std::pair<NodeId, std::uint64_t>> folders = {{folder, 1}};
     std::uint64_t sum = 0;  // of the entries' hashes: their order in the table says nothing
     for (std::size_t i = 0; i < folders.size(); ++i) {
         const auto [id, path_hash] = folders[i];
-        for (const Dirent& entry : children_in(names, id)) {
+        for (const Dirent& entry : names.in(id)) {
             const Node& entered = node(entry.node);
             const std::uint64_t path = mix(path_hash, entry.name->spelled_hash);
             std::uint64_t hash = mix(path, entered.attributes);
@@ -139,10 +136,10 @@ std::uint64_t DiskState::tree_hash(NodeId folder) const {
 std::uint64_t DiskState::hash() const {
     std::uint64_t hash = mix(hash_beneath(*live_, kComputer, true), free_bytes.value_or(~0ULL));
     if (journal_->empty()) return hash;
-    Names names = *durable_;
+    NameTable names = *durable_;
     hash = mix(hash, hash_beneath(names, kComputer, true));
     for (const Record& record : *journal_) {
-        for (const Dirent& change : record) apply(names, change);
+        for (const Dirent& change : record) names.apply(change);
         hash = mix(hash, hash_beneath(names, kComputer, true));
     }
     return hash;

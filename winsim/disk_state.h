@@ -5,10 +5,8 @@
 // (durable). Between the two stands the journal of pending records. Invariant: durable + the whole journal = live.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -17,33 +15,13 @@
 #include <vector>
 
 #include "winsim/bytes.h"
+#include "winsim/copy_on_write.h"
 #include "winsim/loss.h"
+#include "winsim/name_table.h"
 
 namespace winsim {
 
-using NodeId = std::uint32_t;
-inline constexpr NodeId kNoNode = 0;
 inline constexpr NodeId kComputer = 1;  // the folder in which the drives stand, as "c:"
-
-// A value that copies share until one of them edits it.
-template <class Value>
-class CopyOnWrite {
- public:
-    CopyOnWrite() : value_(std::make_shared<Value>()) {}
-    explicit CopyOnWrite(Value value) : value_(std::make_shared<Value>(std::move(value))) {}
-    const Value& operator*() const { return *value_; }
-    const Value* operator->() const { return value_.get(); }
-    Value& edit() {
-        if (value_.use_count() != 1) value_ = std::make_shared<Value>(*value_);
-        std::atomic_thread_fence(std::memory_order_acquire);
-        return *value_;
-    }
-    bool same(const CopyOnWrite& other) const { return value_ == other.value_; }
-    std::shared_ptr<const Value> share() const { return value_; }
-
- private:
-    std::shared_ptr<Value> value_;
-};
 
 struct Content {
     CopyOnWrite<Bytes> bytes;
@@ -56,34 +34,15 @@ struct Node {
     NodeId id = kNoNode;
     std::uint32_t attributes = 0;
     Content live;
-    Content flushed;      // what a power cut leaves if it takes what was written since
-    std::wstring target;  // of a junction: a full path
+    Content flushed;          // what a power cut leaves if it takes what was written since
+    std::wstring target;      // of a junction: a full path
+    NodeId folder = kNoNode;  // where it has, or had last, its live name
 
     bool is_folder() const { return (attributes & 0x10U) != 0; }
     bool is_junction() const { return (attributes & 0x400U) != 0; }
     bool is_plain_folder() const { return (attributes & 0x410U) == 0x10U; }
     bool is_read_only() const { return (attributes & 0x1U) != 0; }
     std::uint64_t size() const { return live.bytes->size(); }
-};
-
-struct Name {
-    explicit Name(std::wstring_view name);
-
-    std::wstring spelled;
-    std::wstring folded;
-    std::uint64_t key;  // of the folded name
-    std::uint64_t spelled_hash;
-};
-
-// One name in a folder. As a change: from now on `node` has that name there, or nothing (kNoNode).
-struct Dirent {
-    Dirent(NodeId in_folder, NodeId for_node, std::shared_ptr<const Name> called)
-        : folder(in_folder), node(for_node), key(called->key), name(std::move(called)) {}
-
-    NodeId folder;
-    NodeId node;
-    std::uint64_t key;  // the name's
-    std::shared_ptr<const Name> name;
 };
 
 // Changes that a power cut keeps or loses together.
@@ -102,9 +61,9 @@ class DiskState {
     void drop_unused_nodes(const std::vector<NodeId>& in_use);  // all that no name, no record and not `in_use` refer to
 
     // Live names.
-    const Dirent* find(NodeId folder, std::wstring_view name) const;  // good until the next change
-    std::span<const Dirent> children(NodeId folder) const;            // in no useful order
-    const Dirent* name_of(NodeId node) const;                         // null if it has none
+    const Dirent* find(NodeId folder, std::wstring_view name) const { return live_->find(folder, name); }
+    std::span<const Dirent> children(NodeId folder) const { return live_->in(folder); }
+    const Dirent* name_of(NodeId node) const;  // null if it has none; good until the next change
     std::size_t name_count() const { return live_->size(); }
     bool is_within(NodeId node, NodeId folder) const;  // `node` is `folder`, or lies somewhere beneath it
 
@@ -131,18 +90,16 @@ class DiskState {
     std::optional<std::uint64_t> free_bytes;  // unlimited unless set
 
  private:
-    using Names = std::vector<Dirent>;  // by folder, key and folded name
-    using Nodes = std::vector<Node>;    // by id
+    using Nodes = std::vector<Node>;  // by id
 
-    static void apply(Names& names, const Dirent& change);
-    static std::span<const Dirent> children_in(const Names& names, NodeId folder);
-    std::uint64_t hash_beneath(const Names& names, NodeId folder, bool whole) const;
+    void apply_live(const Dirent& change);
+    std::uint64_t hash_beneath(const NameTable& names, NodeId folder, bool whole) const;
     bool has_unflushed() const;
     void keep_reachable();
 
     CopyOnWrite<Nodes> nodes_;
-    CopyOnWrite<Names> live_;
-    CopyOnWrite<Names> durable_;
+    CopyOnWrite<NameTable> live_;
+    CopyOnWrite<NameTable> durable_;
     CopyOnWrite<std::vector<Record>> journal_;
     NodeId next_id_ = kComputer + 1;
 };

@@ -60,7 +60,8 @@ constexpr DWORD kStoredAttributes =
 constexpr DWORD kKnownFlags = kStoredAttributes | FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_NORMAL |
                               FILE_FLAG_WRITE_THROUGH | FILE_FLAG_SEQUENTIAL_SCAN | FILE_FLAG_BACKUP_SEMANTICS |
                               FILE_FLAG_OPEN_REPARSE_POINT;
-constexpr DWORD kKnownAccess = GENERIC_READ | GENERIC_WRITE | FILE_READ_ATTRIBUTES | DELETE | SYNCHRONIZE;
+constexpr DWORD kReading = GENERIC_READ | FILE_LIST_DIRECTORY;
+constexpr DWORD kKnownAccess = kReading | GENERIC_WRITE | FILE_READ_ATTRIBUTES | DELETE | SYNCHRONIZE;
 
 struct OpenRequest {
     LPCWSTR path;
@@ -72,7 +73,7 @@ struct OpenRequest {
     bool has(DWORD flag) const { return (flags & flag) != 0; }
     bool creates() const { return disposition != OPEN_EXISTING; }
     std::uint32_t access_bits() const {
-        return ((access & GENERIC_READ) != 0 ? winsim::kRead : 0) |
+        return ((access & kReading) != 0 ? winsim::kRead : 0) |
                ((access & GENERIC_WRITE) != 0 || disposition == CREATE_ALWAYS ? winsim::kWrite : 0) |
                ((access & DELETE) != 0 ? winsim::kDelete : 0);
     }

@@ -58,12 +58,37 @@ void remove_one(const std::wstring& path, DWORD attributes) {
     if (removed == 0 && !is_missing(error)) throw_file_system_error("remove_all", error);
 }
 
-void remove_tree(const std::wstring& path, DWORD attributes) {
-    if (has(attributes, FILE_ATTRIBUTE_DIRECTORY) && !has(attributes, FILE_ATTRIBUTE_REPARSE_POINT)) {
-        for (DirectoryIterator entries(path, "remove_all", "remove_all"); !entries.at_end(); entries.advance()) {
-            remove_tree(entries.entry().path, entries.entry().attributes);
-        }
+bool is_plain_folder(DWORD attributes) {
+    return has(attributes, FILE_ATTRIBUTE_DIRECTORY) && !has(attributes, FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
+// What stands at `path`, a junction itself, held open: until it is closed nobody can rename it, nor a folder on the way
+// to it. None, if nothing is there.
+FileHandle hold_in_place(const std::wstring& path) {
+    FileHandle held(CreateFileW(path.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    const DWORD error = GetLastError();
+    if (!held && !is_missing(error)) throw_file_system_error("remove_all", error);
+    return held;
+}
+
+void remove_tree(const std::wstring& path, DWORD attributes);
+
+void empty_folder(const std::wstring& path) {
+    const FileHandle held = hold_in_place(path);
+    if (!held) return;
+    BY_HANDLE_FILE_INFORMATION information{};
+    if (GetFileInformationByHandle(held.get(), &information) == 0) {
+        throw_file_system_error("remove_all", GetLastError());
     }
+    if (!is_plain_folder(information.dwFileAttributes)) return;  // exchanged since it was listed
+    for (DirectoryIterator entries(path, "remove_all", "remove_all"); !entries.at_end(); entries.advance()) {
+        remove_tree(entries.entry().path, entries.entry().attributes);
+    }
+}
+
+void remove_tree(const std::wstring& path, DWORD attributes) {
+    if (is_plain_folder(attributes)) empty_folder(path);
     remove_one(path, attributes);
 }
 

@@ -35,6 +35,15 @@ void create_directories(const std::wstring& path);  // "create_directories"
 
 // Removes `path` with all that it holds; a junction goes, what it points to stays. Missing pieces are no error. On a
 // failure ("remove_all") what has been removed is gone.
+//
+// Each folder is held open while it is emptied, without sharing its deletion, and what it is is asked of the handle.
+// NTFS renames neither a folder that is held so nor any on the way to it, so none of them can be exchanged meanwhile.
+// Programs that read a folder (a scanner, an indexer, a window that shows it) are in the way no more than without the
+// hold, whatever they share: who doesn't share the deletion keeps the folder from going in any case. What the hold adds
+// is a failure beside a program that has a folder open with the right to delete or to rename it; to give way there
+// would let in what the hold keeps out.
+// Not kept out: who empties a folder himself and turns it into a junction where it stands, between the question to its
+// handle and the call that goes by its name.
 void remove_all(const std::wstring& path);
 
 // One entry of a folder, as its listing shows it (links not followed).

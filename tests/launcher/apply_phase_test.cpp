@@ -229,6 +229,7 @@ TEST(Apply, a_sweep_that_fails_and_a_command_that_takes_too_much_memory_do_not_s
 // No command line gives a pid of 0, but a run works without a client's process.
 // What a path that the copy opens is, by its name; anything that is none of these is hashed.
 std::string purpose_of(const std::string& path) {
+    if (path.find('.', path.find_last_of("\\/")) == std::string::npos) return "emptied folder";
     if (path.find(".command.json") != std::string::npos) return "command";
     if (path.find(".json.qmpart-") != std::string::npos) return "status";
     if (path.find(".transaction.qmpart-") != std::string::npos) return "record";
@@ -257,7 +258,8 @@ TEST(Apply, each_file_is_opened_for_its_purpose_and_for_no_more) {
                          {"status", atomic},
                          {"record", atomic},
                          {"part", {"access 0x40000000, share 0, disposition 1, flags 0x8200100"}},
-                         {"digest", {"access 0x80000000, share 1, disposition 3, flags 0x8000000"}}}));
+                         {"digest", {"access 0x80000000, share 1, disposition 3, flags 0x8000000"}},
+                         {"emptied folder", {"access 0x1, share 3, disposition 3, flags 0x2200000"}}}));
 }
 
 TEST(Apply, without_a_client_process_nothing_is_waited_for_and_the_client_is_started_whatever_happens) {

@@ -73,6 +73,32 @@ void deleting() {
     say("its name afterwards", opened(L"gone", kRead, OPEN_EXISTING));
 }
 
+HANDLE hold(const wchar_t* name, DWORD access = FILE_LIST_DIRECTORY, DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE) {
+    return open(name, access, share, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT);
+}
+
+// Somebody empties a folder, and holds it so that it stays where it is.
+void holding() {
+    for (const wchar_t* name : {L"up", L"up\\held", L"up\\held\\sub"}) CreateDirectoryW(name, nullptr);
+    HANDLE holder = hold(L"up\\held");
+    say("move a held folder", outcome(MoveFileExW(L"up\\held", L"moved", 0)));
+    say("remove what lies in it", outcome(RemoveDirectoryW(L"up\\held\\sub")));
+    say("remove it while it is held", outcome(RemoveDirectoryW(L"up\\held")));
+    say("hold it beside one who shares no deletion", outcome(CloseHandle(hold(L"up\\held"))));
+    CloseHandle(holder);
+    holder = hold(L"up\\held", DELETE, kShareAll);
+    say("hold it beside one who may delete it", outcome(hold(L"up\\held") != INVALID_HANDLE_VALUE));
+    CloseHandle(holder);
+    BY_HANDLE_FILE_INFORMATION seen{};
+    holder = hold(L"link");
+    GetFileInformationByHandle(holder, &seen);
+    say("a held link's attributes", hexadecimal(seen.dwFileAttributes), "a link is followed");
+    CloseHandle(holder);
+    holder = hold(L"up\\held");
+    say("move the folder around a held one", outcome(MoveFileExW(L"up", L"moved", 0)), "it can be moved");
+    CloseHandle(holder);
+}
+
 void transfers() {
     put(L"data", "0123456789");
     HANDLE file = open(L"data", kRead, kShareAll, OPEN_EXISTING);
@@ -109,6 +135,7 @@ void probe::run() {
     opening();
     sharing();
     deleting();
+    holding();
     transfers();
     copying();
 }

@@ -11,6 +11,7 @@ namespace support {
 namespace {
 
 const std::wstring kLink = L"C:\\Game\\data\\link";
+const std::wstring kSub = L"C:\\Game\\data\\sub";
 
 class FileSystem : public testing::Test {
  protected:
@@ -88,7 +89,8 @@ TEST_F(FileSystem, makes_missing_folders_and_takes_those_that_somebody_else_has_
 
 TEST_F(FileSystem, removes_a_tree_but_not_what_its_junctions_point_to_and_stops_at_what_stays) {
     const auto remove = [] { vandrel::remove_all(L"C:\\Game\\data"); };
-    for (const char* call : {"GetFileAttributesW", "FindFirstFileW", "FindNextFileW", "DeleteFileW"}) {
+    for (const char* call : {"GetFileAttributesW", "CreateFileW", "GetFileInformationByHandle", "FindFirstFileW",
+                             "FindNextFileW", "DeleteFileW"}) {
         EXPECT_EQ(failing(call, L"", 5, remove), L"[remove_all]") << call;
     }
     EXPECT_EQ(failing("RemoveDirectoryW", L"\\data", 5, remove), L"[remove_all]");
@@ -97,6 +99,40 @@ TEST_F(FileSystem, removes_a_tree_but_not_what_its_junctions_point_to_and_stops_
     EXPECT_EQ(failing("RemoveDirectoryW", L"\\data", 3, remove, 1), L"");  // gone meanwhile
     for (int i = 0; i < 2; ++i) EXPECT_EQ(machine.refusal(remove), L"");
     EXPECT_FALSE(machine.world.disk.exists(L"C:\\Game\\data"));
+    EXPECT_EQ(machine.world.disk.read(L"C:\\Outside\\deep\\kept.txt"), "kept");
+}
+
+TEST_F(FileSystem, is_kept_from_a_folder_only_by_who_reads_it_alone_or_may_delete_it) {
+    const std::tuple<DWORD, DWORD, const wchar_t*, bool> rows[] = {
+        {GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, L"", true},
+        {GENERIC_READ, FILE_SHARE_READ, L"[remove_all]", true},  // the folder stays, as it would have without the hold
+        {GENERIC_READ, 0, L"[remove_all]", false},
+        {DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, L"[remove_all]", false}};
+    for (const auto& [access, share, ending, emptied] : rows) {
+        machine.world.disk.put(kSub + L"\\x", "");
+        const int hold = machine.world.disk.hold(kSub, access, share);
+        EXPECT_EQ(machine.refusal([] { vandrel::remove_all(kSub); }), ending) << access << " " << share;
+        EXPECT_EQ(!machine.world.disk.exists(kSub + L"\\x"), emptied) << access << " " << share;
+        machine.world.disk.release(hold);
+    }
+}
+
+TEST_F(FileSystem, a_folder_exchanged_before_it_is_held_is_not_entered_and_none_can_be_exchanged_behind_that) {
+    const auto remove = [] { vandrel::remove_all(L"C:\\Game\\data"); };
+    bool moved = false;
+    const auto exchange = [&] {
+        moved = MoveFileExW(L"C:\\Game\\data", L"C:\\Aside", 0) != 0;
+        if (moved) machine.world.disk.make_junction(L"C:\\Game\\data", L"C:\\Outside");
+    };
+    at_call(machine.world, "CreateFileW", L"\\data", winsim::Moment::before, exchange);
+    EXPECT_EQ(machine.refusal(remove), L"");
+    EXPECT_TRUE(moved);
+    EXPECT_FALSE(machine.world.disk.exists(L"C:\\Game\\data"));
+    machine.install(minimal_client());
+    machine.world.disk.erase(L"C:\\Aside");
+    at_call(machine.world, "DeleteFileW", L"\\things.dat", winsim::Moment::before, exchange);
+    EXPECT_EQ(machine.refusal(remove), L"");
+    EXPECT_FALSE(moved);
     EXPECT_EQ(machine.world.disk.read(L"C:\\Outside\\deep\\kept.txt"), "kept");
 }
 

@@ -125,7 +125,9 @@ void Disk::make_junction(const std::wstring& path, const std::wstring& target_fo
     split_full(target_folder);
     const NodeId junction = make(*impl_, path, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT);
     Node& node = impl_->state.edit_node(junction);
-    if (!node.is_junction()) throw std::invalid_argument("something else stands at this path");
+    const bool turns = node.is_plain_folder() && impl_->state.children(junction).empty();
+    if (!turns && !node.is_junction()) throw std::invalid_argument("something else stands at this path");
+    node.attributes |= FILE_ATTRIBUTE_REPARSE_POINT;
     node.target = target_folder;
 }
 

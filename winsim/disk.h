@@ -49,7 +49,7 @@ class Disk {
     void put(const std::wstring& path, const Bytes& content, std::uint64_t write_time);
     // The file ends in so many zeros, which take no memory: for files of 4 GiB. `read` leaves them out.
     void lengthen(const std::wstring& path, std::uint64_t zeros);
-    void make_junction(const std::wstring& path, const std::wstring& target_folder);
+    void make_junction(const std::wstring& path, const std::wstring& target_folder);  // an empty folder becomes one
     void erase(const std::wstring& path);  // a file, junction or whole tree; nothing there is fine
     void set_attributes(const std::wstring& path, std::uint32_t attributes);  // a folder stays one, a junction too
     void set_write_time(const std::wstring& path, std::uint64_t write_time);

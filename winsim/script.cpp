@@ -54,7 +54,8 @@ void hold_for(World& world, const std::wstring& path, std::uint32_t share, std::
 void scan_new_names(World& world, std::uint32_t share, std::uint64_t ms,
                     std::function<bool(std::wstring_view path)> wants) {
     world.gate.add_watcher([=, &world, wants = std::move(wants)](const Call& call, Moment moment) {
-        const bool named = call.name == "ReplaceFileW" || call.name == "MoveFileExW" || call.name == "CopyFileW";
+        const bool named = call.name == "ReplaceFileW" || call.name == "MoveFileExW" || call.name == "CopyFileW" ||
+                           call.name == "CreateDirectoryW";
         if (!named || moment != Moment::after || !wants(call.subject)) return;
         hold_for(world, std::wstring(call.subject), share, ms);
     });

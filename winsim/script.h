@@ -52,8 +52,8 @@ void at_call(World& world, const char* name, std::wstring part, Moment when, std
 // Somebody opens `path` for reading, if it is to be had, and closes it after so many milliseconds.
 void hold_for(World& world, const std::wstring& path, std::uint32_t share, std::uint64_t ms);
 
-// From now on somebody does that to each file that comes to a new name (by ReplaceFileW, MoveFileExW or CopyFileW) and
-// that `wants` says yes to; asked once for each.
+// From now on somebody does that to each file that comes to a new name (by ReplaceFileW, MoveFileExW or CopyFileW), and
+// to each new folder, that `wants` says yes to; asked once for each.
 void scan_new_names(World& world, std::uint32_t share, std::uint64_t ms,
                     std::function<bool(std::wstring_view path)> wants);
 

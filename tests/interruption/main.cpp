@@ -13,17 +13,17 @@ namespace {
 
 using interruption::Depth;
 
-//                     second cuts   calls  allocations, neighbours, walks
-constexpr Depth kQuick{0, 0, 0, 2, 0, 96, 60};
-constexpr Depth kDefault{4, 64, 8, 1, 90, 48, 300};
-constexpr Depth kFull{1, 1, 1, 1, 1, 1, 20000};
+//                     second cuts   calls  allocations, neighbours, walks, exchanges
+constexpr Depth kQuick{0, 0, 0, 2, 0, 96, 60, false};
+constexpr Depth kDefault{4, 64, 8, 1, 90, 48, 300, false};
+constexpr Depth kFull{1, 1, 1, 1, 1, 1, 20000, true};
 
 struct Arguments {
     bool full = false;
     bool quick = false;
     bool first = false;
     bool harsh = false;
-    std::vector<std::string> only;  // "cuts", "faults", "neighbours", "walk"; empty: all
+    std::vector<std::string> only;  // "cuts", "faults", "neighbours", "exchanges", "walk"; empty: all
     std::string replay;
     std::uint64_t seed = 0;
     bool walk = false;
@@ -40,6 +40,7 @@ constexpr const char* kFooter =
     "  update:c=n1234                        allocation 1234 of the copy fails\n"
     "  update:c117@edited,data/big.dat       somebody acts before call 117 of the copy: see neighbours.h\n"
     "  update:@scanner,3,200,0               somebody acts from the beginning on\n"
+    "  update:c117@moved,files/data          somebody exchanges a folder for a junction: see player/exchanges.h\n"
     "  walk:1:17                             history 17 of the walk with seed 1\n";
 
 // Keeps the memory of one run for the next one: handing it back to the system each time costs more than the run.
@@ -70,6 +71,7 @@ void explore(const Arguments& arguments, interruption::Exploration& exploration)
     if (wanted("cuts")) exploration.cuts(depth);
     if (wanted("faults")) exploration.faults(depth);
     if (wanted("neighbours")) exploration.neighbours(depth);
+    if (wanted("exchanges") && !arguments.quick) exploration.exchanges(depth);
     if (wanted("walk")) walk(1, depth.walks, exploration.report);
 }
 
@@ -101,9 +103,10 @@ int main(int argc, char** argv) {
     app.add_flag("--full", arguments.full, "everything, not the default run's choice");
     app.add_flag("--quick", arguments.quick, "a part of the default run, in a few seconds");
     app.add_flag("--first", arguments.first, "stop at the first violation");
-    app.add_option("--only", arguments.only, "some kinds, with commas between them: cuts, faults, neighbours, walk")
+    app.add_option("--only", arguments.only,
+                   "some kinds, with commas between them: cuts, faults, neighbours, exchanges, walk")
         ->delimiter(',')
-        ->check(CLI::IsMember({"cuts", "faults", "neighbours", "walk"}));
+        ->check(CLI::IsMember({"cuts", "faults", "neighbours", "exchanges", "walk"}));
     app.add_flag("--harsh", arguments.harsh,
                  "cuts where the rules don't stand: names lost independently of each other");
     app.add_option("--replay", arguments.replay, "one case, with its calls");

@@ -156,6 +156,7 @@ void put_right(HelperRun& run, const Action& action) {
 }  // namespace
 
 bool HelperRun::interfere(const std::string& text) {
+    if (expects_exchange()) return UpdateRun::interfere(text);
     const Action action(text);
     if (action.is_of_file()) return change(*this, action);
     if (action.what == "client") {
@@ -192,7 +193,7 @@ std::vector<winsim::explore::Disturbance> interferences(const std::string& story
     for (const char* scanner :
          {"1,10", "1,200", "1,400", "1,600", "1,60000", "3,10", "3,200", "3,400", "3,600", "3,60000",
           "5,10", "5,200", "5,400", "5,600", "5,60000", "7,10", "7,200", "7,400", "7,600", "7,60000"}) {
-        for (int file = 0; file <= 24; ++file) {
+        for (int file = 0; file <= 44; ++file) {
             throughout.push_back(std::string("scanner,") + scanner + "," + std::to_string(file));
         }
     }

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "tests/interruption/exchanges.h"
 #include "tests/interruption/faults.h"
 #include "tests/interruption/neighbours.h"
 #include "winsim/explore/faults.h"
@@ -26,6 +27,7 @@ winsim::explore::Scenario Exploration::scenario(const std::string& story) {
     const auto start = [this, story](const Snapshot& disk, int number) -> std::unique_ptr<Run> {
         std::unique_ptr<player::UpdateRun> run = recovery_.start(disk, number);
         if (number == kFirstRun) arrange(story, static_cast<HelperRun&>(*run));
+        if (exchanges_) run->expect_exchange();
         return run;
     };
     const auto wrong_after_cut = [this](const Snapshot& disk, int number) {
@@ -33,6 +35,7 @@ winsim::explore::Scenario Exploration::scenario(const std::string& story) {
     };
     const auto wrong_after_run = [this, story](Run& run, const Disturbance& disturbance, bool came) {
         auto& helper = static_cast<HelperRun&>(run);
+        if (helper.expects_exchange()) return helper.damage().text();
         if (const auto* interference = std::get_if<Interference>(&disturbance)) {
             return wrong_beside(recovery_, story, helper, *interference, came);
         }
@@ -88,10 +91,15 @@ void Exploration::neighbours(const Depth& depth) {
     }
 }
 
+void Exploration::exchanges(const Depth& depth) {
+    hold_exchanges(depth.all_exchanges, report);
+}
+
 std::string Exploration::replay(const std::string& text) {
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos) throw std::invalid_argument("no schedule: " + text);
     recovery_.trace = true;
+    exchanges_ = text.find("@moved,") != std::string::npos || text.find("@emptied,") != std::string::npos;
     return winsim::explore::replay(scenario(text.substr(0, colon)),
                                    winsim::explore::parse_schedule(text.substr(colon + 1)));
 }

@@ -20,6 +20,7 @@ struct Depth {
     std::uint64_t allocations;
     std::uint64_t neighbours;
     std::uint64_t walks;  // how many
+    bool all_exchanges;
 };
 
 class Exploration {
@@ -29,6 +30,7 @@ class Exploration {
     void cuts(const Depth& depth);
     void faults(const Depth& depth);
     void neighbours(const Depth& depth);
+    void exchanges(const Depth& depth);
     // No part of any other: cuts on a disk whose changes of names may be lost independently of each other, and in the
     // story "scanned". The rules don't stand there; what breaks is a violation.
     void harsher_cuts();
@@ -41,6 +43,7 @@ class Exploration {
     winsim::explore::Scenario scenario(const std::string& story);
 
     Recovery recovery_;
+    bool exchanges_ = false;  // a replay of one
 };
 
 }  // namespace interruption

@@ -24,8 +24,8 @@ std::string bytes(std::size_t size, unsigned seed) {
     return content;
 }
 
-std::array<Files, 4> make_releases() {
-    std::array<Files, 4> releases;
+std::array<Files, 5> make_releases() {
+    std::array<Files, 5> releases;
     releases[kOldRelease] = {
         {"brindler_dx_x64.exe", "dx client 1"}, {"init.lua", "-- start 1"}, {"Vandrel Updater.exe", "helper 1"},
         {"data/big.dat", bytes(66000, 1)},      {"data/same.dat", "stays"}, {"data/emptied.dat", "something"}};
@@ -45,6 +45,8 @@ std::array<Files, 4> make_releases() {
     files["data/emptied.dat"] = "filled 3";
     files.erase("modules/new/deep/added.lua");
     releases[kNextRelease] = files;
+    releases[kOneFileRelease] = releases[kOldRelease];
+    releases[kOneFileRelease]["data/big.dat"] = "small";
     return releases;
 }
 
@@ -64,7 +66,7 @@ void put_bystanders(winsim::Disk& disk) {
 }  // namespace
 
 const Files& release_files(std::uint32_t release) {
-    static const std::array<Files, 4> releases = make_releases();
+    static const std::array<Files, 5> releases = make_releases();
     return releases.at(release);
 }
 
@@ -129,7 +131,9 @@ Snapshot disk_of(const std::string& story) {
 void arrange(const std::string& story, HelperRun& run) {
     support::Machine& machine = run.machine;
     if (story == "update" || story == "restoration") return;
-    if (story == "taken-back") {
+    if (story == "one-file") {
+        machine.publish(kOneFileRelease, release_files(kOneFileRelease));
+    } else if (story == "taken-back") {
         run.fails_last_replacement = true;
     } else if (story == "withdrawn") {
         machine.on_state("handoff", [&machine] { machine.say("cancel"); });

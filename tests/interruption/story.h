@@ -15,13 +15,14 @@ namespace interruption {
 using support::Files;
 using winsim::explore::Snapshot;
 
-// The managed files of the three releases. From the old to the new one: files are replaced (by longer, shorter and
+// The managed files of the releases. From the old to the new one: files are replaced (by longer, shorter and
 // empty ones, one of more than 64 KiB, the helper's own among them), added, added empty, and added in new folders;
 // two stay as they are. The next release changes nearly all of them once more.
 const Files& release_files(std::uint32_t release);
 inline constexpr std::uint32_t kOldRelease = 1;
 inline constexpr std::uint32_t kNewRelease = 2;
 inline constexpr std::uint32_t kNextRelease = 3;
+inline constexpr std::uint32_t kOneFileRelease = 4;  // the old one, but for data/big.dat
 
 // Where a managed file stands in the client's folder.
 std::wstring target_of(const std::string& managed);
@@ -55,6 +56,7 @@ class HelperRun : public player::UpdateRun {
 // The first runs that are disturbed:
 //   "update"       an update that would succeed
 //   "restoration"  of an interrupted install
+//   "one-file"     an update of one file
 //   "cancelled"    the player cancels while the third file is on its way
 //   "withdrawn"    the player cancels while the client closes
 //   "taken-back"   an update whose last replacement fails, so that it is taken back at once

@@ -1,5 +1,7 @@
 #include "winsim/player/update_run.h"
 
+#include "winsim/player/exchanges.h"
+
 namespace player {
 namespace {
 
@@ -48,6 +50,13 @@ void UpdateRun::run() {
     if (machine_.world.processes.starts().empty()) return;
     begin('c');
     processes_.push_back(machine_.run_copy());
+}
+
+bool UpdateRun::interfere(const std::string& action) {
+    using winsim::explore::Exchange;
+    const std::size_t comma = action.find(',');
+    const Exchange way = action.substr(0, comma) == "moved" ? Exchange::moved : Exchange::emptied;
+    return exchanged_->exchange(folder_in_use(*this, action.substr(comma + 1)), way);
 }
 
 std::vector<winsim::Start> UpdateRun::client_starts() const {

@@ -3,10 +3,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "winsim/explore/run.h"
+#include "winsim/explore/exchanges.h"
 #include "winsim/player/machine.h"
 
 namespace player {
@@ -35,6 +36,12 @@ class UpdateRun : public winsim::explore::Run {
     Machine& host() { return machine_; }
     const Machine& host() const { return machine_; }
     void run() override;
+    // "moved,FOLDER", "emptied,FOLDER": somebody exchanges the folder (exchanges.h) for a junction. Only for a run that
+    // expects it.
+    bool interfere(const std::string& action) override;
+    void expect_exchange() { exchanged_.emplace(world()); }
+    bool expects_exchange() const { return exchanged_.has_value(); }
+    winsim::explore::Damage damage() const { return exchanged_->damage(); }
 
     int number() const { return number_; }
     bool had_record() const { return had_record_; }
@@ -58,6 +65,7 @@ class UpdateRun : public winsim::explore::Run {
     int number_ = 0;
     bool had_record_ = false;
     std::vector<winsim::RunResult> processes_;
+    std::optional<winsim::explore::ExchangedFolder> exchanged_;
 };
 
 }  // namespace player

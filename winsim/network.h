@@ -39,6 +39,7 @@ struct Response {
     std::uint32_t break_error = 12030;
     std::uint32_t chunk = 0;      // most bytes that one read delivers; 0: as many as it asks for
     std::uint32_t read_ms = 0;    // the clock moves by this at each read
+    std::uint32_t byte_ms = 0;    // and by this for each byte that it delivers: none is too late for the time-out
     std::uint32_t answer_ms = 0;  // the clock moves by this before the head arrives
 };
 

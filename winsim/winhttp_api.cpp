@@ -59,6 +59,7 @@ BOOL read_data(World& world, InternetHandle& request, LPVOID buffer, DWORD size,
     }
     if (request.delivered >= request.response.break_at) return winsim::fail(world, request.response.break_error, FALSE);
     const std::size_t count = next_bytes(request, size, fault);
+    world.clock.advance(count * request.response.byte_ms);
     deliver(world, request, buffer, count);
     request.delivered += count;
     *read = static_cast<DWORD>(count);

@@ -1,3 +1,4 @@
+#include "launcher/entry.h"
 #include "tests/launcher/launcher_test.h"
 
 namespace support {
@@ -23,6 +24,21 @@ TEST(Lock, the_first_instance_does_not_wait_for_it_and_the_copy_10000_ms) {
         EXPECT_EQ(machine.world.clock.tick_ms() - start, freed_after == 0 ? 0U : 10000U);
         EXPECT_EQ(machine.states(), (std::vector<std::string>{"checking", "error"}));
         EXPECT_EQ(machine.detail(), L"Outro atualizador esta usando esta pasta.");
+    }
+}
+
+// A copy that somebody starts himself may be told the folder by any name.
+TEST(Lock, one_folder_is_one_lock_under_each_name_but_one_that_ends_in_a_separator) {
+    for (const wchar_t* root : {L"c:\\GAME", L"C:/Game", L"C:\\x\\..\\Game", L"C:\\Game\\"}) {
+        Job machine;
+        machine.client_answers("apply");
+        machine.run_first();
+        machine.world.processes.take_mutex(kLockName, machine.world.processes.start(L"C:\\Users\\Ana\\other.exe"));
+        const winsim::Start copy = machine.world.processes.starts().front();
+        const std::wstring line = copy.command_line.substr(0, copy.command_line.rfind(L"/ROOT=")) + L"/ROOT=" + root;
+        const bool alone = machine.world.run(copy.application, line, &vandrel::run_helper).exit_code == 0;
+        EXPECT_EQ(alone, std::wstring(root).ends_with(L'\\')) << narrow(root) << machine.status().detail;
+        EXPECT_EQ(machine.detail() == L"Outro atualizador esta usando esta pasta.", !alone);
     }
 }
 

@@ -68,6 +68,14 @@ TEST_F(ManifestFetch, sees_a_cancellation_before_each_read_but_only_once_the_str
     };
     EXPECT_EQ(fetch(), L"cancelled");
     EXPECT_EQ(machine.calls("WinHttpReadData").size(), 2U);
+    machine.say("apply");
+    machine.tamper = [this](const winsim::Request&, winsim::Response& response) {
+        response.byte_ms = 1000;  // a read of 65,536 bytes takes 18 hours
+        machine.world.clock.after(15, [this] { machine.say("cancel"); });
+    };
+    const std::uint64_t start = machine.world.clock.tick_ms();
+    EXPECT_EQ(fetch(), L"cancelled");
+    EXPECT_EQ(machine.world.clock.tick_ms() - start, 65536000U);
     machine.tamper = [](const winsim::Request&, winsim::Response& response) { response.status = 404; };
     EXPECT_EQ(fetch(), L"Servidor respondeu HTTP 404.");
 }

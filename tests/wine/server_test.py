@@ -49,11 +49,19 @@ class ManifestAnswers(HelperTest):
                 self.end(1, FAILED)
         self.assertEqual([], other.requests)
 
-    def test_a_redirect_within_https_is_followed(self):
+    def test_a_redirect_within_https_is_followed_to_any_host(self):
+        other = Endpoint(*self.lab.authority.server("another.example"))
+        self.addCleanup(other.close)
         self.scene.serve({})
-        self.endpoint.script = lambda request: None if "again" in request.query else Answer(
-            status=302, headers={"Location": f"https://{self.lab.host}{request.target}&again=1"})
-        self.end(0, UP_TO_DATE)
+        other.manifest = self.endpoint.manifest
+        for host, port in ((self.lab.host, self.endpoint.port), ("another.example", other.port)):
+            def script(request, host=host, port=port):
+                self.lab.relay.port = port
+                return None if "again" in request.query else Answer(
+                    status=302, headers={"Location": f"https://{host}{request.target}&again=1"})
+            self.endpoint.script = script
+            self.end(0, UP_TO_DATE)
+        self.assertIn("Host: another.example", other.requests[0].headers)
 
     def test_a_bad_signature_is_rejected(self):
         good = self.scene.serve({}).manifest(self.lab.key)

@@ -4,7 +4,7 @@ import hashlib
 import struct
 from dataclasses import dataclass, field
 
-from .openssl import openssl
+from .pss import pss_signature
 
 
 def pack_entry(path, size, digest):
@@ -19,9 +19,8 @@ def pack_entries(release, entries):
 
 
 def sign(signed_range, key, salt=32):
-    """The whole document: the signed range and a signature block by the private key file `key`."""
-    signature = openssl("dgst", "-sha256", "-sigopt", "rsa_padding_mode:pss", "-sigopt", f"rsa_pss_saltlen:{salt}",
-                        "-sign", key, data=signed_range)
+    """The whole document: the signed range and a signature block by the private key file `key`; the same each time."""
+    signature = pss_signature(signed_range, key, salt)
     return signed_range + b"SIG1" + struct.pack("<H", len(signature)) + signature
 
 

@@ -6,26 +6,14 @@ that it finds; it is told so here."""
 import re
 import secrets
 import shutil
-import subprocess
 import tempfile
 import unittest
 from pathlib import Path
 
 from fixture import HANDOFF, INSTALLED, OFFER, HelperTest
 from lab.job import HELPER
+from lab.planted import NAMES, build_library
 from lab.waiting import wait_until
-
-# What Wine's libraries load in a whole update, what Windows' own are known to ask for, and what toolchains bring along.
-NAMES = """
-    actxprxy advapi32 api-ms-win-crt-runtime-l1-1-0 apphelp bcrypt bcryptprimitives cfgmgr32 clbcatq combase comctl32
-    comdlg32 credssp crypt32 cryptbase cryptnet cryptsp d3dcompiler_47 dbghelp dhcpcsvc dhcpcsvc6 dnsapi dpapi dwmapi
-    fwpuclnt gdi32 gdi32full gpapi imagehlp imm32 iphlpapi jsproxy kerberos kernel.appcore libgcc_s_seh-1 libssp-0
-    libstdc++-6 libwinpthread-1 mpr msasn1 mscoree msv1_0 msvcp140 msvcp_win msvcrt mswsock ncrypt ncryptsslp netapi32
-    netutils normaliz nsi ntmarta ole32 oleaut32 powrprof profapi propsys rasadhlp rasapi32 rpcrt4 rsaenh samcli
-    schannel sechost secur32 setupapi shcore shell32 shlwapi srvcli sspicli sxs ucrtbase umpdc urlmon user32 userenv
-    usp10 uxtheme vcruntime140 vcruntime140_1 version webio win32u winbrand windows.storage wininet winhttp winmm
-    wintrust wkscli wldp ws2_32 wsock32 wtsapi32 zlib1
-""".split()
 
 # They are there before a program is, and Wine starts none without its own.
 SYSTEM = {"kernel32", "kernelbase", "ntdll"}
@@ -44,9 +32,7 @@ class PlantedLibraries(HelperTest):
         super().setUp()
         self.library = Path(tempfile.mkdtemp()) / "planted.dll"
         self.addCleanup(shutil.rmtree, self.library.parent)
-        source = Path(__file__).with_name("planted_library.c")
-        subprocess.run(["x86_64-w64-mingw32-gcc-posix", "-Os", "-s", "-shared", "-nostdlib", "-e", "DllMain", source,
-                        "-o", self.library, "-lkernel32"], check=True)
+        build_library(self.library)
 
     def set_up_again(self):
         self.scene.close()

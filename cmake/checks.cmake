@@ -35,6 +35,15 @@ foreach(script IN LISTS document_scripts)
         "VANDREL_WINDOWS_BUILD_DIR=${VANDREL_WINDOWS_BUILD_DIR};VANDREL_NATIVE_BUILD_DIR=${CMAKE_BINARY_DIR}")
 endforeach()
 
+# What a real Windows has said is what the simulated one says.
+file(GLOB windows_reports CONFIGURE_DEPENDS docs/windows-reports/*.txt)
+foreach(report IN LISTS windows_reports)
+    cmake_path(GET report STEM LAST_ONLY name)
+    add_test(NAME "documents.windows_report.${name}" COMMAND "${CMAKE_SOURCE_DIR}/lab/kit/make.py" --compare "${report}")
+    set_tests_properties("documents.windows_report.${name}" PROPERTIES LABELS documents TIMEOUT 300 ENVIRONMENT
+        "VANDREL_WINDOWS_BUILD_DIR=${VANDREL_WINDOWS_BUILD_DIR};VANDREL_NATIVE_BUILD_DIR=${CMAKE_BINARY_DIR}")
+endforeach()
+
 set(wine_environment
     "VANDREL_SOURCE_DIR=${CMAKE_SOURCE_DIR}"
     "VANDREL_WINDOWS_BUILD_DIR=${VANDREL_WINDOWS_BUILD_DIR}"

@@ -54,14 +54,4 @@ if(valgrind_headers)
     endforeach()
 endif()
 
-# Each source in tests/probes is a probe_NAME, with the laboratory's frame for the simulated Windows.
-file(GLOB probe_sources CONFIGURE_DEPENDS tests/probes/*.cpp)
-add_library(probe_frame OBJECT lab/probes/native_frame.cpp)
-target_link_libraries(probe_frame PUBLIC winsim)
-foreach(source IN LISTS probe_sources)
-    cmake_path(GET source STEM name)
-    add_executable(probe_${name} ${source})
-    target_link_libraries(probe_${name} PRIVATE probe_frame)
-endforeach()
-
 include(cmake/checks.cmake)

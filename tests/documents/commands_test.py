@@ -34,6 +34,7 @@ COMMANDS = (
     ("scripts/test", NOT_RUN, "it is what runs this test"),
     ("scripts/demo", NOT_RUN, "takes a minute; tests/wine/publisher_test.py and restoration_test.py run what it shows"),
     ("scripts/mutations", NOT_RUN, "builds the exploration anew for each defect: a quarter of an hour"),
+    ("scripts/windows-kit", NOT_RUN, "builds two presets; tests/wine/windows_kit_test.py runs what it makes"),
     ("netsh ", NOT_RUN, "a program of Windows, for the machine's administrator"),
 )
 

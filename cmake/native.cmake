@@ -84,7 +84,8 @@ foreach(source IN LISTS probe_sources)
 endforeach()
 
 # What the kit for a real Windows holds of interrupted installations.
-add_executable(kit_stages lab/kit/stages.cpp)
+file(GLOB kit_stages_sources CONFIGURE_DEPENDS lab/kit/stages/*.cpp)
+add_executable(kit_stages ${kit_stages_sources})
 target_link_libraries(kit_stages PRIVATE player_machine)
 
 include(cmake/tests.cmake)

@@ -71,7 +71,6 @@ add_dependencies(bench_programs floors empty)
 
 # The program of the kit for a real Windows.
 file(GLOB kit_sources CONFIGURE_DEPENDS lab/kit/*.cpp)
-list(REMOVE_ITEM kit_sources "${CMAKE_SOURCE_DIR}/lab/kit/stages.cpp")
 add_executable(kit ${kit_sources})
 target_include_directories(kit PRIVATE "${CMAKE_SOURCE_DIR}")
 target_link_libraries(kit PRIVATE vandrel_client)

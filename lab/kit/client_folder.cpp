@@ -40,7 +40,7 @@ std::string source_of(const Place& place, const std::string& name) {
     const std::string content = content_of(place.client() / name);
     for (const char* side : {"old", "new"}) {
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(place.kit / side)) {
-            const std::string known = fs::relative(entry, place.kit / side).generic_string();
+            const std::string known = entry.path().lexically_relative(place.kit / side).generic_string();
             if (entry.is_regular_file() && name.ends_with(known) && content_of(entry) == content) {
                 return side + ("/" + known);
             }
@@ -100,7 +100,7 @@ std::string Scene::clients_started() const {
 Answers Scene::look() const {
     Answers found;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(place_.client())) {
-        const std::string name = fs::relative(entry.path(), place_.client()).generic_string();
+        const std::string name = entry.path().lexically_relative(place_.client()).generic_string();
         if (entry.is_directory()) {
             found.push_back({name + "/", "a folder"});
         } else {

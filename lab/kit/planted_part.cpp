@@ -67,11 +67,11 @@ class Planted {
         vandrel_client::remember_job(scene_.job);  // so that the client that is started again knows its profile
         Group helpers;
         helpers.start((is_copy_ ? copy_ : place_.client()) / kHelper, arguments(client.id), place_.client());
+        vandrel_client::forget_job();
         const ULONGLONG end = GetTickCount64() + kRunLimit_ms;
         while (helpers.is_running() && !scene_.last_words().starts_with("handoff") && GetTickCount64() < end) {
             Sleep(kPoll_ms);
         }
-        vandrel_client::forget_job();
         planter_.clear(place_.client());  // the first instance has ended, and a client is about to be started
         clients.end(client);
         helpers.wait(kRunLimit_ms);

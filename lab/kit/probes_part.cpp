@@ -20,8 +20,11 @@ class Stage {
     explicit Stage(const Place& place) : place_(place) {}
     ~Stage() {
         clear();
-        fs::create_directories(kFolder / "real");
-        run_script("remove_link.cmd");
+        try {
+            fs::create_directories(kFolder / "real");  // without what it leads to a link isn't seen everywhere
+            if (fs::exists(kLink)) run_script("remove_link.cmd");
+        } catch (const std::exception&) {  // what stays is in README.txt
+        }
         remove_tree(kFolder);
     }
     Stage(const Stage&) = delete;

@@ -13,6 +13,7 @@ namespace fs = std::filesystem;
 
 constexpr DWORD kProgramLimit_ms = 60000;
 constexpr DWORD kPoll_ms = 20;
+constexpr DWORD kLongestPath = 1024;
 constexpr std::size_t kMost = 64;  // programs of a group
 
 [[noreturn]] void fail(const std::string& what) {
@@ -21,8 +22,8 @@ constexpr std::size_t kMost = 64;  // programs of a group
 
 bool counts(DWORD id) {
     const Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
-    wchar_t image[MAX_PATH] = {};
-    DWORD room = MAX_PATH;
+    wchar_t image[kLongestPath] = {};
+    DWORD room = kLongestPath;
     if (!process || !QueryFullProcessImageNameW(process.get(), 0, image, &room)) return false;  // it is ending
     wchar_t windows[MAX_PATH] = {};
     const int length = static_cast<int>(GetWindowsDirectoryW(windows, MAX_PATH));

@@ -32,7 +32,7 @@ class WindowsKit(unittest.TestCase):
     def setUp(self):
         self.prefix = WinePrefix(os.environ["WINEPREFIX"])
         self.user = self.prefix.roaming.parts[-3]
-        self.kit = self.prefix.drive_c / "users" / self.user / "kit"
+        self.kit = self.prefix.drive_c / "users" / self.user / "o kit é"
         shutil.rmtree(self.kit, ignore_errors=True)
         self.addCleanup(shutil.rmtree, self.kit)
         zipfile.ZipFile(self.archive).extractall(self.kit)
@@ -77,7 +77,7 @@ class WindowsKit(unittest.TestCase):
             elif file.stem != "half way":
                 file.unlink()
         user = self.user.upper()
-        places = (f"C:\\users\\{user}\\kit\\x", f"C:\\Users\\{user}\\x", f"D:\\{user}")
+        places = (f"C:\\users\\{user}\\o Kit é\\x", f"C:\\Users\\{user}\\x", f"D:\\{user}")
         answers = "".join(f"{number} -> {place}\n" for number, place in enumerate(places))
         (self.kit / "expected" / "interrupted.txt").write_text(answers)
         report = self.run_kit("interrupted", "planted", WINEDLLOVERRIDES="msvcrt=n,b")

@@ -8,34 +8,22 @@
 //   expected/interrupted.txt  what the next start says, and what then stands in the folder, in the lines of answers.h
 // The same inputs give the same bytes. Exit code 1, with a line on stderr, where something can't be read or never
 // comes.
-#include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <stdexcept>
 
+#include "lab/kit/stages/kit_files.h"
 #include "streaming/percent_encoding.h"
 #include "winsim/player/update_run.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace kit_stages;
 using winsim::Moment;
 
 constexpr std::uint32_t kNameNotResolved = 12007;  // ERROR_WINHTTP_NAME_NOT_RESOLVED
-
-using Files = std::map<std::string, std::string>;  // content by path, with "/"
-
-struct Kit {
-    Files old_files;
-    Files new_files;
-    std::string manifest;
-    fs::path out;
-};
 
 // Where the power goes: in front of a call on a file of the folder, or between its two renames.
 struct Point {
@@ -65,35 +53,6 @@ const Stage kStages[] = {
     {"all restored", Point{"DeleteFileW", kRecord}, "all replaced"},
     {"edited since", std::nullopt, "half way", L"data\\a.dat"},
 };
-
-std::string content_of(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) throw std::runtime_error("can't read " + file.string());
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-Files files_of(const fs::path& folder) {
-    Files files;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
-        if (entry.is_regular_file()) files[fs::relative(entry, folder).generic_string()] = content_of(entry);
-    }
-    return files;
-}
-
-std::wstring with_backslashes(std::wstring path) {
-    std::ranges::replace(path, L'/', L'\\');
-    return path;
-}
-
-std::wstring on_disk(const std::wstring& path) {
-    return std::wstring(player::kRoot) + L"\\" + with_backslashes(path);
-}
-
-std::string in_folder(const std::wstring& path) {
-    std::string relative = player::narrow(path.substr(std::wstring_view(player::kRoot).size() + 1));
-    std::ranges::replace(relative, '\\', '/');
-    return relative;
-}
 
 // The endpoint has release 7, or nobody answers.
 class Start : public player::UpdateRun {
@@ -150,24 +109,6 @@ player::Snapshot edited(const player::Snapshot& disk, const wchar_t* file) {
     changed.restore(disk);
     changed.put(on_disk(file), "somebody's own");
     return changed.snapshot();
-}
-
-// Where the kit has what stands at `path`, there or in a transaction's folder: as runner and simulation both tell it
-// (client_folder.h).
-std::string source_of(const Kit& kit, const std::string& path, const std::string& content) {
-    for (const auto& [files, side] : {std::pair(&kit.old_files, "old/"), std::pair(&kit.new_files, "new/")}) {
-        for (const auto& [name, known] : *files) {
-            if (path.ends_with(name) && known == content) return side + name;
-        }
-    }
-    return path.ends_with(".transaction") ? "record" : "edited";
-}
-
-std::ofstream written(const fs::path& file) {
-    fs::create_directories(file.parent_path());
-    std::ofstream stream(file, std::ios::binary);
-    stream.exceptions(std::ios::failbit | std::ios::badbit);
-    return stream;
 }
 
 void write_list(const Kit& kit, const Stage& stage, const player::Snapshot& found) {

@@ -52,14 +52,14 @@ def _is_command(line, in_text):
     first = line.split(" ")[0]
     if first.startswith(("scripts/", "build/", '"C:\\')):
         return not first.endswith((".py", "/"))
-    is_known = first in ("vandrel-release", "netsh") or (first and shutil.which(first) is not None)
+    is_known = first in ("vandrel-release", "netsh", "ssh", "systemctl") or (first and shutil.which(first) is not None)
     return is_known and (" " in line or not in_text)
 
 
 def commands():
     """Each command of README.md and docs/, once: in blocks without a language, continuations joined, and in the text."""
     found = {}
-    for file in (ROOT / "README.md", *sorted(DOCS.glob("*.md"))):
+    for file in (ROOT / "README.md", *sorted(DOCS.rglob("*.md"))):
         page = file.read_text()
         blocks = "".join(block for language, block in BLOCK.findall(page) if not language)
         lines = re.sub(r"\s*(\\\n|\n    (?=/))\s*", " ", blocks).splitlines()

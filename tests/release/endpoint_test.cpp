@@ -1,4 +1,5 @@
-// The endpoint, asked over HTTPS.
+// The endpoint, asked over HTTPS: its log, its limits and its faults. What it answers to which request is a table that
+// tests/documents/endpoint_test.py asks of it and of the web server.
 #include <arpa/inet.h>
 #include <httplib.h>
 #include <sys/resource.h>
@@ -12,7 +13,6 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
-#include <sstream>
 
 #include "release/command_line.h"
 #include "release/endpoint.h"
@@ -83,16 +83,13 @@ class EndpointTest : public ReleaseTest {
     std::unique_ptr<vandrel_release::Endpoint> endpoint_;  // last: it logs until it is gone
 };
 
-TEST_F(EndpointTest, the_manifest_and_every_file_come_whole_over_one_connection) {
+TEST_F(EndpointTest, each_answer_over_one_connection_is_whole_and_has_its_line) {
     start();
     const auto client = new_client();
     const auto expect_body = [&](const std::string& target, const std::string& body) {
         const httplib::Result result = client->Get(target);
         ASSERT_TRUE(result) << httplib::to_string(result.error());
         EXPECT_TRUE(result->status == 200 && result->body == body) << target;
-        EXPECT_EQ(result->get_header_value("Content-Length"), std::to_string(body.size()));
-        EXPECT_EQ(result->get_header_value("Content-Type"), "application/octet-stream");
-        EXPECT_EQ(result->get_header_value("Cache-Control"), "no-store");
     };
     const std::string manifest = read(tree_ / "64/releases/2/manifest.bin");
     expect_body(kPath + "?action=manifest&arch=64", manifest);
@@ -113,34 +110,8 @@ TEST_F(EndpointTest, the_manifest_and_every_file_come_whole_over_one_connection)
                                         "200 9 download 2 init.lua"}));
 }
 
-TEST_F(EndpointTest, whatever_is_not_there_is_404_and_a_malformed_query_is_400) {
-    write(tree_ / "64/releases/2/files/data/unlisted", "secret");
-    write(tree_ / "64/releases/2/files/secret", "secret");
+TEST_F(EndpointTest, a_request_without_end_is_not_read_to_its_end) {
     start();
-    // Behind "=" stands what follows the query of a download, behind "?" another query.
-    const std::pair<int, const char*> table[] = {
-        {404, R"(/ /client-brd/ /client-brd/updater.php/x?action=manifest&arch=64
-                 /client-brd/updaterxphp?action=manifest&arch=64 ?action=manifest&arch=32 ?action=list&arch=64
-                 ?action=download&arch=32&release=2&file=init.lua ?action=download&arch=64&release=3&file=init.lua
-                 =data%2Funlisted =data =data%2F =INIT.LUA =..%2Fmanifest.bin =../manifest.bin =data%2F..%2Fsecret
-                 =data%2F..%2Finit.lua =data%5Cnothing =%2Fetc%2Fpasswd =init.lua%00 =)"},
-        {400, R"(/client-brd/updater.php ? ?action=manifest ?arch=64 ?action=manifest&arch=64&release=2
-                 ?action=manifest&action=download&arch=64 ?action=download&arch=64&release=2
-                 ?action=download&arch=64&release=..%2F..%2F64&file=init.lua
-                 ?action=download&arch=64&release=02&file=init.lua ?action=download&arch=64&release=0&file=init.lua
-                 ?action=download&arch=64&release=4294967298&file=init.lua =init%2 =init%GG.lua)"}};
-    for (const auto& [status, targets] : table) {
-        std::istringstream words(targets);
-        for (std::string target; words >> target;) {
-            if (target[0] == '?') target = kPath + target;
-            if (target[0] == '=') target = kDownload + target.substr(1);
-            EXPECT_EQ(status_of(target), status) << target;
-        }
-    }
-    for (const char* range : {"bytes=0-3", "bytes=900000000-", "lines=1"}) {
-        EXPECT_EQ(new_client()->Get(kDownload + "init.lua", {{"Range", range}})->status, 416) << range;
-    }
-    EXPECT_EQ(new_client()->Post(kPath + "?action=manifest&arch=64")->status, 404);
     httplib::Headers endless;
     for (int i = 0; i < 20; ++i) endless.emplace("X-" + std::to_string(i), std::string(4000, 'x'));
     EXPECT_FALSE(new_client()->Get(kPath + "?action=manifest&arch=64", endless));

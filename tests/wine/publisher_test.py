@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""The helper with the publisher's own tool at the other end: a release that vandrel-release makes and serves."""
+"""The helper with the publisher's own tool at the other end: a release that vandrel-release makes, and serves or has
+served."""
 
 import http.client
 import os
@@ -13,6 +14,7 @@ from lab.endpoint import Answer
 from lab.job import HELPER
 from lab.laboratory import ROOT
 from lab.publisher import Publisher
+from lab.web_server import WebServer
 
 
 class ToolsEndpoint(HelperTest):
@@ -35,21 +37,40 @@ class ToolsEndpoint(HelperTest):
         connection.close()
         return answer
 
-    def test_two_releases_in_a_row_are_installed_from_the_tools_own_endpoint(self):
-        first = {**self.scene.old, "data/a.dat": b"a2" * 40000, "data/maps/Sabi\u00e1 & cia 100%.dat": b"m",
+    def publish_two(self, serve):
+        """Two releases in a row: each is installed, whole, from the server that serve() starts behind the first."""
+        first = {**self.scene.old, "data/a.dat": b"a2" * 40000, "data/maps/Sabi\u00e1 & cia 100% #1.dat": b"m",
                  "data/zero": b"", HELPER: self.lab.helper + b"second"}
         second = {**first, "data/a.dat": b"a3", "layouts/new/x.ui": b"x"}
-        certificate, key = self.lab.authority.server(self.lab.host)
+        certificate = self.lab.authority.server(self.lab.host)
         for number, files in ((41, first), (42, second)):
             self.publisher.publish(number, files)
             if number == 41:
-                self.publisher.serve("--certificate", certificate, "--certificate-key", key)
-                self.endpoint.script = self.pass_on
+                serve(*certificate)
             job = self.scene.reach("apply", state=HANDOFF)
             self.assertEqual(number, job.status()["release"])
             self.assertEqual((0, INSTALLED), (job.finish(), job.status()["detail"]))
             self.assert_files(files)
         self.assert_end(self.scene.start_job(), 0, "current", UP_TO_DATE)
+
+    def test_two_releases_in_a_row_are_installed_from_the_tools_own_endpoint(self):
+        def serve(certificate, key):
+            self.publisher.serve("--certificate", certificate, "--certificate-key", key)
+            self.endpoint.script = self.pass_on
+        self.publish_two(serve)
+
+    def test_two_releases_in_a_row_are_installed_from_the_web_server_of_the_documents(self):
+        def serve(certificate, key):
+            self.web = WebServer(self.publisher.tree.parent, certificate, key)
+            self.addCleanup(self.web.stop)
+            self.lab.relay.port = self.web.port
+        self.publish_two(serve)
+        self.web.stop()
+        asked = (self.publisher.tree.parent / "access.log").read_text().splitlines()
+        # Two manifests for each update and one for the client that is current; the changed files.
+        self.assertEqual((5, 6), tuple(sum(f"action={action}&" in line for line in asked)
+                                       for action in ("manifest", "download")))
+        self.assertEqual({("200", "TLSv1.2")}, {(line.split()[2], line.split()[4]) for line in asked})
 
 
 if __name__ == "__main__":

@@ -1,0 +1,202 @@
+#!/usr/bin/env python3
+"""The endpoint's contract, asked of both servers: vandrel-release serve, and nginx with the files of docs/endpoint."""
+
+import shlex
+import shutil
+import ssl
+import subprocess
+import tempfile
+import unittest
+from http.client import HTTPSConnection
+from pathlib import Path
+
+from pages import NATIVE, ROOT, documents
+
+from lab.certificates import Authority
+from lab.publisher import Publisher
+from lab.web_server import WebServer
+
+ENDPOINT = "/client-brd/updater.php"
+MANIFEST = ENDPOINT + "?action=manifest&arch=64"
+DOWNLOAD = ENDPOINT + "?action=download&arch=64&release=2&file="
+OLD = {"init.lua": b"print(1)\n", "brindler_dx_x64.exe": b"MZ"}
+NEW = {**OLD, "init.lua": b"print(2)\n", "data/nothing": b"", "data/Mapa do c\u00e9u + 100% #1.png": b"map",
+       "data/large": b"x" * (3 << 20) + b"end"}
+
+# What is asked for, and the file that comes. In these tables "?" begins a query, and "=" the file of a download.
+FILES = (("=init.lua", "init.lua"), ("=%69nit%2elua", "init.lua"), ("=data%2fnothing", "data/nothing"),
+         ("=data/nothing", "data/nothing"), ("=data%2Flarge", "data/large"),
+         ("=data%2FMapa%20do%20c%C3%A9u%20%2B%20100%25%20%231.png", "data/Mapa do c\u00e9u + 100% #1.png"),
+         ("=data%2FMapa%20do%20c%C3%A9u%20+%20100%25%20%231.png", "data/Mapa do c\u00e9u + 100% #1.png"),
+         ("?file=init.lua&release=2&arch=64&%61ction=download", "init.lua"))
+
+REFUSED = {
+    404: """/ /client-brd/ /robots.txt /64/current /64/releases/2/manifest.bin /64/releases/2/files/init.lua
+        /client-brd/updater.php/x?action=manifest&arch=64 /client-brd/updaterxphp?action=manifest&arch=64
+        //client-brd/updater.php?action=manifest&arch=64 /client-brd/./updater.php?action=manifest&arch=64
+        /Client-brd/updater.php?action=manifest&arch=64 ?action=manifest&arch=32 ?action=manifest&arch=
+        ?action=manifest&arch=064 ?action=list&arch=64 ?action=MANIFEST&arch=64 ?action=manifest;arch=64
+        ?action=&arch=64 ?action=download&arch=32&release=2&file=init.lua
+        ?action=download&arch=64&release=3&file=init.lua
+        ?action=download&arch=64&release=4294967295&file=init.lua = =data =data%2F =data/nothing/
+        =data//nothing =%2Finit.lua =/etc/passwd =./init.lua =data%2F.%2Fnothing =. =.. =..%2Fmanifest.bin
+        =../manifest.bin =%2e%2e%2fmanifest.bin =..%2Fpublic.pem =..%2F..%2F1%2Ffiles%2Finit.lua
+        =data%2F..%2Finit.lua =data/..%2Finit.lua =%C0%AE%C0%AE%2Fmanifest.bin =..%C0%AFmanifest.bin
+        =..%5Cmanifest.bin =data%5Cnothing =INIT.LUA =Data%2Fnothing =init.lua%00 =%00 =init.lua%00.png
+        =init.lua%0A =init.lua. =init.lua%20 =init%252elua =data%252Fnothing
+        =data%2FMapa+do+c%C3%A9u+%2B+100%25+%231.png =data%2FMapa%20do%20ce%CC%81u%20%2B%20100%25%20%231.png
+        =init.lua%3Fx =""" + "x" * 300 + " =" + "x/" * 2000,
+    400: """/client-brd/updater.php ? ?action=manifest ?arch=64 ?action ?action&arch=64 ?action=manifest&arch=64&
+        ?&action=manifest&arch=64 ??action=manifest&arch=64 ?action=manifest&arch=64&release=2
+        ?action=manifest&arch=64&x= ?action=manifest&action=download&arch=64 ?action=manifest&arch=64&arch=64
+        ?action=manifest&arch=64&%61rch=64 ?Action=manifest&arch=64 ?action[]=manifest&arch=64
+        ?action=manifest&arch[]=64 ?action=list&x ?action=download&arch=64&release=2
+        ?action=download&arch=64&file=init.lua ?action=download&arch=64&release=2&File=init.lua
+        ?action=download&arch=64&release=..%2F..%2F64&file=init.lua
+        ?action=download&arch=64&release=02&file=init.lua ?action=download&arch=64&release=0&file=init.lua
+        ?action=download&arch=64&release=+2&file=init.lua ?action=download&arch=64&release=%2B2&file=init.lua
+        ?action=download&arch=64&release=-2&file=init.lua ?action=download&arch=64&release=2%20&file=init.lua
+        ?action=download&arch=64&release=2%0A&file=init.lua ?action=download&arch=64&release=0x2&file=init.lua
+        ?action=download&arch=64&release=2.0&file=init.lua ?action=download&arch=64&release=&file=init.lua
+        ?action=download&arch=64&release=4294967296&file=init.lua
+        ?action=download&arch=64&release=4294967298&file=init.lua
+        ?action=download&arch=64&release=99999999999999999999&file=init.lua
+        ?action=download&arch=32&release=0&file=init.lua =init%2 =init%GG.lua =init.lua%
+        =init.lua&file=init.lua =init.lua&x=1""",
+}
+
+
+def target_of(word):
+    return {"?": ENDPOINT + word, "=": DOWNLOAD + word[1:]}.get(word[0], word)
+
+
+class Endpoint(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory(prefix="vandrel-endpoint-")
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = Path(folder.name)
+        authority = Authority(cls.folder / "authority")
+        authority.create()
+        cls.certificate = authority.server("localhost")
+        cls.context = ssl.create_default_context(cafile=authority.folder / "ca.pem")
+        cls.context.maximum_version = ssl.TLSVersion.TLSv1_2
+
+    def setUp(self):
+        work = Path(tempfile.mkdtemp(dir=self.folder))
+        self.publisher = Publisher(work, NATIVE / "vandrel-release", ROOT / "keys" / "development_private.pem")
+        for number, files in ((1, OLD), (2, NEW)):
+            self.publisher.publish(number, files)
+        self.releases = self.publisher.tree / "64" / "releases"
+        certificate, key = self.certificate
+        self.addCleanup(self.publisher.stop)
+        self.publisher.serve("--certificate", certificate, "--certificate-key", key)
+        web = WebServer(work, certificate, key)
+        self.addCleanup(web.stop)
+        self.servers = {name: HTTPSConnection("localhost", port, context=self.context)
+                        for name, port in (("serve", self.publisher.port), ("nginx", web.port))}
+        for connection in self.servers.values():
+            self.addCleanup(connection.close)
+            connection.connect()
+            connection.auto_open = False  # one connection for all that is asked
+
+    def ask(self, server, word, method="GET", **headers):
+        connection = self.servers[server]
+        connection.request(method, target_of(word), headers={name.replace("_", "-"): headers[name] for name in headers})
+        answer = connection.getresponse()
+        return answer.status, answer.headers, answer.read()
+
+    def statuses(self, word, method="GET", **headers):
+        """What each server answers: serve's status, then nginx's, which must agree but where damage is asked for."""
+        answers = [self.ask(server, word, method, **headers) for server in self.servers]
+        for status, head, _ in answers:
+            if status != 200:
+                self.assertEqual("no-store", head["Cache-Control"], word)
+        return [status for status, _, _ in answers]
+
+    def assert_whole(self, server, word, content, caching):
+        names = ("Content-Length", "Content-Type", "Cache-Control", "Content-Encoding", "ETag", "Accept-Ranges")
+        conditions = {}
+        for _ in "plain", "conditional":
+            status, head, body = self.ask(server, word, **conditions)
+            self.assertEqual((200, content), (status, body), (server, word))
+            self.assertEqual([str(len(content)), "application/octet-stream", caching, None, None, None],
+                             [head[name] for name in names], (server, word))
+            conditions = {"Accept_Encoding": "gzip", "If_None_Match": '"x"',
+                          "If_Modified_Since": head["Last-Modified"] or ""}
+        status, head, body = self.ask(server, word, "HEAD")
+        self.assertEqual((200, str(len(content)), b""), (status, head["Content-Length"], body), (server, word))
+
+    def test_the_manifest_and_every_file_come_whole(self):
+        for server, caching in (("serve", "no-store"), ("nginx", "public, max-age=31536000, immutable")):
+            for word, name in FILES:
+                self.assert_whole(server, word, NEW[name], caching)
+            self.assert_whole(server, "?action=download&arch=64&release=1&file=init.lua", b"print(1)\n", caching)
+            self.assert_whole(server, MANIFEST, (self.releases / "2" / "manifest.bin").read_bytes(), "no-store")
+
+    def test_whatever_is_not_there_is_404_and_a_malformed_query_is_400(self):
+        for status, words in REFUSED.items():
+            for word in words.split():
+                self.assertEqual([status, status], self.statuses(word), word)
+        for method in ("POST", "PUT", "DELETE", "OPTIONS", "PATCH"):
+            self.assertEqual([404, 404], self.statuses(MANIFEST, method), method)
+        for a_range in ("bytes=0-3", "bytes=900000000-", "bytes=0-", "lines=1"):
+            for word in ("=init.lua", MANIFEST, "?x"):
+                self.assertEqual([416, 416], self.statuses(word, Range=a_range), (a_range, word))
+
+    def test_what_becomes_current_is_given_at_once_and_what_is_removed_is_gone(self):
+        for number in (3, 4):
+            self.publisher.publish(number, OLD)
+            for server in self.servers:
+                manifest = (self.releases / str(number) / "manifest.bin").read_bytes()
+                self.assertEqual(manifest, self.ask(server, MANIFEST)[2])
+        word = "?action=download&arch=64&release=3&file=init.lua"
+        self.assertEqual([200, 200], self.statuses(word))
+        shutil.rmtree(self.releases / "3")
+        self.assertEqual([404, 404], self.statuses(word))
+        (self.publisher.tree / "64" / "current").unlink()
+        self.assertEqual([404, 404], self.statuses(MANIFEST))
+
+    def test_a_damaged_tree_is_500_as_far_as_a_server_sees_it(self):
+        files, current = self.releases / "2" / "files", self.publisher.tree / "64" / "current"
+        (files / "data").rename(self.publisher.tree / "data")
+        (files / "data").symlink_to(self.publisher.tree / "data")
+        (files / "brindler_dx_x64.exe").unlink()
+        (files / "brindler_dx_x64.exe").symlink_to(self.releases / "1" / "files" / "brindler_dx_x64.exe")
+        (files / "init.lua").unlink()
+        (files / "unlisted").write_bytes(b"x")
+        self.servers["nginx"].auto_open = True  # it closes the connection behind a 500
+        # By its list serve knows what is missing and what is too much; the web server has none.
+        for word, expected in (("=brindler_dx_x64.exe", [500, 500]), ("=data%2Flarge", [500, 404]),
+                               ("=init.lua", [500, 404]), ("=unlisted", [404, 200])):
+            self.assertEqual(expected, self.statuses(word), word)
+        for text in ("", "02\n", "2\n\n", "2 \n", "./2", "7\n"):
+            current.write_text(text)
+            self.assertEqual([500, 500], self.statuses(MANIFEST), text)
+
+    def test_the_documented_commands_bring_a_release_to_a_web_server_and_share_what_it_has(self):
+        far = Path(tempfile.mkdtemp(dir=self.folder))
+
+        def run(line):
+            for there, here in (("43", "3"), ("42", "2"), ("ssh web ", ""), ("web:", ""), ("/srv/vandrel", str(far))):
+                line = line.replace(there, here)
+            subprocess.run(shlex.split(line), cwd=self.publisher.tree.parent, check=True)
+        first, *others = [line for line in documents.commands() if line.startswith(("rsync ", "ssh web "))]
+        run(first)
+        self.publisher.publish(3, {**NEW, "init.lua": b"print(3)\n"})
+        for line in others:
+            run(line)
+        subprocess.run([NATIVE / "vandrel-release", "verify-tree", "--tree", far / "tree"], check=True,
+                       stdout=subprocess.DEVNULL)
+        web = WebServer(far, *self.certificate)
+        self.addCleanup(web.stop)
+        self.servers = {"nginx": HTTPSConnection("localhost", web.port, context=self.context)}
+        self.addCleanup(self.servers["nginx"].close)
+        self.assertEqual((self.releases / "3" / "manifest.bin").read_bytes(), self.ask("nginx", MANIFEST)[2])
+        second, third = (far / "tree" / "64" / "releases" / number / "files" for number in "23")
+        same = {name: (second / name).samefile(third / name) for name in NEW}
+        self.assertEqual({name: name != "init.lua" for name in NEW}, same)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

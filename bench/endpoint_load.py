@@ -100,10 +100,9 @@ def measure(load, work, connections, seconds):
     """A line about one kind of request. Raises SystemExit if an answer failed, or if sessions were not resumed."""
     changes = [TLS_1_2] if load.resumed else [TLS_1_2, NO_RESUMPTION]
     server = WebServer(work, *certificate(work, load.key), changes)
-    for pid in family(server.pids[0]) + family(server.pids[1]):
-        os.sched_setaffinity(pid, {min(ALL)})
     try:
-        ask(load, server, work, connections, 1)
+        for pid in family(server.pids[0]) + family(server.pids[1]):
+            os.sched_setaffinity(pid, {min(ALL)})
         before = cpu_of(server)
         counts = ask(load, server, work, connections, seconds)
         nginx, php = (now - then for now, then in zip(cpu_of(server), before))

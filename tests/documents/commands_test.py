@@ -30,6 +30,7 @@ COMMANDS = (
     ("systemctl ", NOT_RUN, "a service of the machine; tests/documents/endpoint_test.py runs its programs"),
     ("rsync ", ELSEWHERE, "tests/documents/endpoint_test.py"),
     ("ssh web ", ELSEWHERE, "tests/documents/endpoint_test.py"),
+    ("scripts/endpoint-load", ELSEWHERE, "tests/documents/endpoint_test.py"),
     ("scripts/bench", ELSEWHERE, "tests/wine/bench_test.py"),
     ("scripts/growth", NOT_RUN, "a quarter of an hour under valgrind"),
     ("scripts/fuzz ", NOT_RUN, "builds the helper once more, with clang, and runs for as long as it is told"),

@@ -198,5 +198,12 @@ class Endpoint(unittest.TestCase):
         self.assertEqual({name: name != "init.lua" for name in NEW}, same)
 
 
+class Load(unittest.TestCase):
+    def test_a_tiny_load_of_each_kind_is_answered_without_a_failure(self):
+        told = subprocess.run([ROOT / "scripts" / "endpoint-load", "--connections=20", "--seconds=1", "--files=10"],
+                              stdout=subprocess.PIPE, text=True, check=True).stdout.splitlines()
+        self.assertEqual((7, 6), (len(told), sum(" a second, none failed; CPU time of a " in line for line in told)))
+
+
 if __name__ == "__main__":
     unittest.main(verbosity=2)

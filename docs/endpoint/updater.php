@@ -73,14 +73,14 @@ function send_file(string $channel, string $release, string $file): never
 }
 
 header('Content-Type: application/octet-stream');
-[$path, $query] = explode('?', $_SERVER['REQUEST_URI'], 2) + [1 => ''];
-if ($path !== ENDPOINT || !in_array($_SERVER['REQUEST_METHOD'], ['GET', 'HEAD'], true)) {
+$target = explode('?', $_SERVER['REQUEST_URI']);
+if ($target[0] !== ENDPOINT || !in_array($_SERVER['REQUEST_METHOD'], ['GET', 'HEAD'], true)) {
     refuse(404);
 }
 if (isset($_SERVER['HTTP_RANGE'])) {
     refuse(416);
 }
-$members = members($query);
+$members = count($target) === 2 ? members($target[1]) : null;
 $action = $members['action'] ?? refuse(400);
 $expected = MEMBERS[$action] ?? refuse(404);
 if (count($members) !== count($expected) || array_diff($expected, array_keys($members))) {

@@ -64,7 +64,7 @@ def certificate(work, kind):
     if not files[0].exists():
         openssl("req", "-x509", "-newkey", *KEY_KINDS[kind], "-nodes", "-subj", "/CN=localhost", "-keyout", files[1],
                 "-out", files[0])
-    return [f'"{file}"' for file in files]
+    return files
 
 
 def family(pid):

@@ -30,7 +30,7 @@ class WebServer:
         self.port = listener.getsockname()[1]
         self._install("nginx.conf", [
             ("[::]:443 ssl ipv6only=off", f"127.0.0.1:{self.port} ssl"), ("http {", "http {\n" + TEMPORARY),
-            ("/srv/vandrel/tls/server.pem", certificate), ("/srv/vandrel/tls/server.key", key),
+            ("/srv/vandrel/tls/server.pem", f'"{certificate}"'), ("/srv/vandrel/tls/server.key", f'"{key}"'),
             ("pid /run", f"pid {self._work}"), ("/var/log/nginx", self._work), *changes, *places])
         self._start(listener)
 
@@ -52,10 +52,13 @@ class WebServer:
                   pass_fds=[listener.fileno()], env={**os.environ, "NGINX": f"{listener.fileno()};"})
         listener.close()
         socket_of_php, pid_file = self._work / "vandrel.sock", self._work / "nginx.pid"
-        wait_until(lambda: self._has_ended() or (socket_of_php.exists() and pid_file.exists()), "the web server")
-        if self._has_ended():
+        try:
+            wait_until(lambda: self._has_ended() or (socket_of_php.exists() and pid_file.exists()), "the web server")
+            if self._has_ended():
+                raise LabFailure("the web server doesn't start: " + self.complaints())
+        except LabFailure:
             self.stop()
-            raise LabFailure("the web server doesn't start: " + self.complaints())
+            raise
 
     def _run(self, program, *arguments, **options):
         self._processes.append(subprocess.Popen([f"/usr/sbin/{program}", *arguments], stdin=subprocess.DEVNULL,

@@ -1,7 +1,7 @@
 """What the endpoint for players bears: nginx and PHP with the files of docs/endpoint, TLS 1.2, under wrk on the same
-machine. scripts/endpoint-load builds what this needs, and runs it. Prints a line for each kind of request, and fails if
-an answer did. The servers have one processor and wrk the others, if there are any: it takes all that it gets while a
-handshake is under way."""
+machine. scripts/endpoint-load runs it. Prints a line for each kind of request, and fails if an answer did, or if none
+came. The servers have one processor and wrk the others, if there are any: it takes all that it gets while a handshake is
+under way."""
 
 import argparse
 import json

@@ -9,7 +9,8 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from pages import NATIVE, ROOT, WINDOWS, documents
+import documents
+from pages import NATIVE, ROOT, WINDOWS
 
 HERE, ELSEWHERE, NOT_RUN = "here", "elsewhere", "not run"
 

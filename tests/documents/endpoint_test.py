@@ -10,7 +10,8 @@ import unittest
 from http.client import HTTPSConnection
 from pathlib import Path
 
-from pages import NATIVE, ROOT, documents
+import documents
+from pages import NATIVE, ROOT
 
 from lab.certificates import Authority
 from lab.publisher import Publisher

@@ -7,7 +7,8 @@ import unittest
 
 from jsonschema import Draft202012Validator
 
-from pages import ROOT, documents
+import documents
+from pages import ROOT
 
 WARNINGS = ["-Wall", "-Wextra", "-pedantic", "-Werror", "-fsyntax-only", "-I", ROOT / "sample_client"]
 REFUSED = {

@@ -3,7 +3,7 @@
 
 import unittest
 
-from pages import documents
+import documents
 
 
 class MessagesTest(unittest.TestCase):

@@ -3,7 +3,8 @@
 
 import unittest
 
-from pages import NATIVE, WINDOWS, documents
+import documents
+from pages import NATIVE, WINDOWS
 
 SANITIZERS = {"libasan.so.8", "libubsan.so.1", "libm.so.6"}  # of a sanitized build alone, with what they need
 

@@ -6,7 +6,8 @@ import shutil
 import subprocess
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[1]
+from pages import ROOT
+
 DOCS = ROOT / "docs"
 NO_MESSAGE = re.compile(r"[A-Z]+|Accept: .*|.*\.exe|BrindlerQ3|VandrelUpdater")  # of the literals that look like one
 STATES = "checking|update_available|downloading|handoff|current|cancelled"

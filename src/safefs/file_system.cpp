@@ -58,7 +58,8 @@ void remove_one(const std::wstring& path, DWORD attributes) {
     if (removed == 0 && !is_missing(error)) throw_file_system_error("remove_all", error);
 }
 
-bool is_plain_folder(DWORD attributes) {
+// A folder, and no junction.
+bool can_be_entered(DWORD attributes) {
     return has(attributes, FILE_ATTRIBUTE_DIRECTORY) && !has(attributes, FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
@@ -81,14 +82,14 @@ void empty_folder(const std::wstring& path) {
     if (GetFileInformationByHandle(held.get(), &information) == 0) {
         throw_file_system_error("remove_all", GetLastError());
     }
-    if (!is_plain_folder(information.dwFileAttributes)) return;  // exchanged since it was listed
+    if (!can_be_entered(information.dwFileAttributes)) return;  // exchanged since it was listed
     for (DirectoryIterator entries(path, "remove_all", "remove_all"); !entries.at_end(); entries.advance()) {
         remove_tree(entries.entry().path, entries.entry().attributes);
     }
 }
 
 void remove_tree(const std::wstring& path, DWORD attributes) {
-    if (is_plain_folder(attributes)) empty_folder(path);
+    if (can_be_entered(attributes)) empty_folder(path);
     remove_one(path, attributes);
 }
 
@@ -215,8 +216,7 @@ void walk_level(DirectoryIterator entries, const std::function<void(const Direct
     for (; !entries.at_end(); entries.advance()) {
         const DirectoryEntry& entry = entries.entry();
         visit(entry);
-        if (!has(entry.attributes, FILE_ATTRIBUTE_DIRECTORY)) continue;
-        if (has(entry.attributes, FILE_ATTRIBUTE_REPARSE_POINT)) continue;
+        if (!can_be_entered(entry.attributes)) continue;
         constexpr const char* kAdvance = "recursive_directory_iterator::operator++";
         walk_level(DirectoryIterator(entry.path, kAdvance, kAdvance), visit);
     }

@@ -49,11 +49,12 @@
 //     look and the rename or deletion is lost: with the backup that it has become, when that is discarded; or at once.
 // (7) Nothing is deleted on its looks. A transaction's folder goes when its own transaction ends, or when a genuine
 //     signed record in it says what it is and it is a day old.
-// (8) Guards against redirection and escape are asked anew for each use, whatever has been asked before. How far each
-//     stands from the use: before a replacement, target and backup are guarded directly before the rename, the staged
-//     file in the pre-flight only; before a restoration, target and backup before the looks that precede the rename;
-//     before a deletion of one file, directly before it; before that of a transaction's folder, all of the folder is
-//     looked through first.
+// (8) Guards against redirection and escape are asked anew, whatever has been asked before, though not each directly
+//     before the use that it is for. How far each stands from it: before a replacement, target and backup are guarded
+//     directly before the rename, the staged file in the pre-flight only; before a restoration, target and backup
+//     before the looks that precede the rename; before a deletion of one file, directly before it, a part itself alone;
+//     before that of a transaction's folder, all of the folder is looked through first, and each folder in it is held
+//     in its place while it is emptied. docs/trust-model.md counts the calls between each look and its use.
 // (9) Backups and staged files are needed only while the active record stands: it goes before they do. As (3), this
 //     rests on the order in which changes of names become durable.
 #pragma once

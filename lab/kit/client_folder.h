@@ -15,7 +15,8 @@ inline constexpr const wchar_t* kHelper = L"Vandrel Updater.exe";
 inline constexpr DWORD kRunLimit_ms = 120000;  // for one start of the helper, to the end of all that it starts
 
 // One start, in a folder as interrupted/NAME.txt lists it, with a profile and a folder for temporary files that are
-// empty but for the job's own.
+// empty but for the job's own. Its functions throw what derives from std::exception: what is made then stays for the
+// next one to remove.
 class Scene {
  public:
     Scene(const Place& place, const std::string& name);

@@ -111,7 +111,7 @@ def pack(contents, archive):
 
 
 def answers_of(report):
-    """A report's answers: {part: {key: value}}. Throws ValueError for a part that wasn't run."""
+    """A report's answers: {part: {key: value}}. Raises ValueError for a part that wasn't run."""
     parts, part = {}, None
     for line in report.splitlines():
         if heading := re.fullmatch(r"\[(.+)\]", line):

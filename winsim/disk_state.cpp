@@ -55,6 +55,7 @@ void DiskState::drop_unused_nodes(const std::vector<NodeId>& in_use) {
 }
 
 const Dirent* DiskState::name_of(NodeId id) const {
+    if (id == kComputer) return nullptr;  // which is no node
     for (const Dirent& entry : children(node(id).folder)) {
         if (entry.node == id) return &entry;
     }

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstring>
 #include <new>
 
 namespace vandrel_release {
@@ -30,7 +32,7 @@ void numeric_address(AddressOf address_of, int socket, std::string& address, int
         return;
     }
     address = host;
-    port = std::atoi(service);
+    std::from_chars(service, service + std::strlen(service), port);
 }
 
 std::string client_of(int socket) {
@@ -86,6 +88,7 @@ void Connection::begin_request(std::chrono::seconds limit) {
     limit_ = limit;
     deadline_ = Clock::now() + limit;
     readable_bytes_ = kMaxRequestBytes;
+    head_ = RequestHead();
 }
 
 void Connection::cut_off() {
@@ -99,6 +102,7 @@ ssize_t Connection::read(char* bytes, size_t capacity) {
     if (wanted == 0) cut_off();  // what follows can't be told from another request
     const int result = carry_out([&] { return SSL_read_ex(tls_.get(), bytes, wanted, &count); });
     readable_bytes_ -= count;
+    head_.add({bytes, count});
     return result > 0 ? static_cast<ssize_t>(count) : result;
 }
 

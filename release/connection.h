@@ -9,6 +9,8 @@
 #include <memory>
 #include <string>
 
+#include "release/request_head.h"
+
 namespace vandrel_release {
 
 class Connection : public httplib::Stream {
@@ -32,6 +34,9 @@ class Connection : public httplib::Stream {
     // From now on reading may take `limit` in all and give 64 KiB, and each piece of the answer as long to be taken by
     // the client.
     void begin_request(std::chrono::seconds limit);
+
+    // Whether the request's head, as far as it has been read, is one that a server in front reads the same way.
+    bool has_plain_head() const { return head_.is_plain(); }
 
     // Everything fails from now on. May be called from any thread as long as the connection stands.
     void cut_off();
@@ -62,6 +67,7 @@ class Connection : public httplib::Stream {
     std::string failure_;
     std::chrono::seconds limit_{};
     std::size_t readable_bytes_ = 0;  // of this request
+    RequestHead head_;
     Clock::time_point deadline_{};
     std::atomic<bool> cut_off_ = false;
     std::atomic<Clock::rep> waiting_since_;

@@ -113,7 +113,7 @@ struct Endpoint::Impl {
             exchange.size_bytes = 0;
             return;
         }
-        response.set_content_provider(static_cast<std::size_t>(body->source.size), kContentType,
+        response.set_content_provider(body->source.size, kContentType,
                                       [this, body](std::size_t offset, std::size_t, httplib::DataSink& sink) {
                                           return provide(*body, offset, sink);
                                       });

@@ -7,7 +7,8 @@
 // many; 404 for an action, channel, release or file that isn't there, and for every other path; 416 if only a part is
 // asked for; 500 if the tree is damaged. Publications, activations and removed releases are seen by the next request.
 //
-// A connection serves any number of requests. It is kept for 120 s between two of them, far longer than the helper
+// A connection serves any number of requests, and closes behind one that is malformed, speaks of a body, or could be
+// read in another way by a server in front. It is kept for 120 s between two of them, far longer than the helper
 // pauses anywhere (it asks once on each connection, and waits 10 s for an answer), and for 30 s while its client owes
 // the rest of a handshake or a request, or doesn't take what it is sent. Up to 2000 connections are held at once, fewer
 // if the system's limit of open files wants it; beyond that the one that was silent the longest makes way.

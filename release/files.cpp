@@ -68,7 +68,7 @@ FileHandle open_for_reading(const std::string& path) {
 }
 
 FileHandle open_beneath(const std::filesystem::path& folder, const std::string& path) {
-    FileHandle at(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    FileHandle at(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     std::size_t begin = 0;
     while (at) {
         const std::size_t end = path.find('/', begin);
@@ -109,10 +109,14 @@ std::uint64_t size_of(const FileHandle& file, const std::string& path) {
     return static_cast<std::uint64_t>(status_of(file, path).st_size);
 }
 
+void refuse_large(const std::string& path, std::uint64_t limit) {
+    throw Refusal(named(path) + " is larger than " + std::to_string(limit) + " bytes");
+}
+
 std::string read_small_file(const std::filesystem::path& path, std::uint64_t limit) {
     const FileHandle file = open_for_reading(path);
     const auto size = size_of(file, path);
-    if (size > limit) throw Refusal(named(path) + " is larger than " + std::to_string(limit) + " bytes");
+    if (size > limit) refuse_large(path, limit);
     std::string content(static_cast<std::size_t>(size), '\0');
     std::size_t have = 0;
     while (have < content.size()) {

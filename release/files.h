@@ -34,8 +34,9 @@ class FileHandle {
 // A regular file to read; a symbolic link at its end is refused.
 FileHandle open_for_reading(const std::string& path);
 
-// A regular file somewhere beneath the folder, by its path with "/" separators. No link is followed on the way, and
-// nothing outside the folder can be reached. Nothing there, or something else than a regular file: an empty handle.
+// A regular file somewhere beneath the folder, by its path with "/" separators. Neither the folder nor anything on the
+// way may be a link, and nothing outside the folder can be reached. Nothing there, or something else than a regular
+// file: an empty handle.
 FileHandle open_beneath(const std::filesystem::path& folder, const std::string& path);
 
 // Whether anything stands at this name, a dangling link included.
@@ -46,6 +47,9 @@ std::vector<std::string> names_in(const std::filesystem::path& folder);
 
 struct stat status_of(const FileHandle& file, const std::string& path);
 std::uint64_t size_of(const FileHandle& file, const std::string& path);
+
+// Throws Refusal "PATH is larger than LIMIT bytes".
+[[noreturn]] void refuse_large(const std::string& path, std::uint64_t limit);
 
 // The whole content of a small file. More than `limit` bytes: Refusal.
 std::string read_small_file(const std::filesystem::path& path, std::uint64_t limit);

@@ -34,9 +34,8 @@ void activate(const ActivateOptions& options) {
         throw Refusal("the tree holds no release " + std::to_string(options.release));
     }
     const auto current = current_release(options.tree);
-    const Key key = options.public_key.empty() && current
-                        ? load_public_key(public_key_path(release_folder(options.tree, *current)))
-                        : key_for(options.public_key);
+    const Key key = options.public_key.empty() && current ? load_public_key_of(release_folder(options.tree, *current))
+                                                          : key_for(options.public_key);
     refuse_any(check_release(options.tree, options.release, key ? &key : nullptr, options.progress).differences);
     make_current(lock, options.release);
 }

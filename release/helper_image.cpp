@@ -30,7 +30,7 @@ std::uint64_t number_at(std::string_view bytes, std::uint64_t offset, unsigned w
     if (offset + width > bytes.size()) throw Refusal("is no 64-bit Windows program");
     std::uint64_t value = 0;
     for (unsigned i = width; i > 0; --i) {
-        value = value << 8U | static_cast<unsigned char>(bytes[static_cast<std::size_t>(offset + i - 1)]);
+        value = value << 8U | static_cast<unsigned char>(bytes[offset + i - 1]);
     }
     return value;
 }
@@ -46,8 +46,7 @@ std::vector<std::string_view> sections_of(std::string_view bytes) {
     const std::uint64_t table = header + 24 + number_at(bytes, header + 20, 2);
     for (std::uint64_t entry = table; entry < table + 40 * count; entry += 40) {
         const std::uint64_t begin = std::min<std::uint64_t>(number_at(bytes, entry + 20, 4), bytes.size());
-        sections.push_back(
-            bytes.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(number_at(bytes, entry + 16, 4))));
+        sections.push_back(bytes.substr(begin, number_at(bytes, entry + 16, 4)));
     }
     return sections;
 }

@@ -16,6 +16,7 @@
 #include "release/files.h"
 #include "release/manifest_format.h"
 #include "release/refusal.h"
+#include "release/tree.h"
 
 namespace vandrel_release {
 namespace {
@@ -137,12 +138,12 @@ Key of_the_right_form(Key key, const std::string& name) {
     return key;
 }
 
-int copy_passphrase(char* buffer, int capacity, int, void* given) {
+int copy_passphrase(char* buffer, int capacity, int /*for_writing*/, void* given) {
     const auto* passphrase = static_cast<const Passphrase*>(given);
     if (passphrase == nullptr) return -1;
     const std::string& text = passphrase->text();
     if (text.size() > static_cast<std::size_t>(capacity)) return -1;
-    std::memcpy(buffer, text.data(), text.size());
+    std::ranges::copy(text, buffer);
     return static_cast<int>(text.size());
 }
 
@@ -153,6 +154,20 @@ Key parse_private_key(const std::string& text, const std::string& name, const st
     ERR_clear_error();
     if (key) return of_the_right_form(std::move(key), name);
     throw Refusal(passphrase ? "the passphrase does not open " + name : name + " holds a damaged private key");
+}
+
+Key parse_public_key(const std::string& text, const std::string& name) {
+    const PemContent content = look_at(text);
+    if (!content.any) refuse_without_pem(text, name);
+    if (!content.public_key) {
+        throw Refusal(name +
+                      (content.private_key ? " holds a private key; a public one is wanted" : " holds no public key"));
+    }
+    const Bio bio = bio_over(text);
+    Key key(PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr));
+    ERR_clear_error();
+    if (!key) throw Refusal(name + " holds a damaged public key");
+    return of_the_right_form(std::move(key), name);
 }
 
 }  // namespace
@@ -174,19 +189,12 @@ Key load_signing_key(const std::filesystem::path& path, const PassphraseSource& 
 }
 
 Key load_public_key(const std::filesystem::path& path) {
-    const std::string name = name_of(path);
-    const std::string text = read_key_file(path);
-    const PemContent content = look_at(text);
-    if (!content.any) refuse_without_pem(text, name);
-    if (!content.public_key) {
-        throw Refusal(name +
-                      (content.private_key ? " holds a private key; a public one is wanted" : " holds no public key"));
-    }
-    const Bio bio = bio_over(text);
-    Key key(PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr));
-    ERR_clear_error();
-    if (!key) throw Refusal(name + " holds a damaged public key");
-    return of_the_right_form(std::move(key), name);
+    return parse_public_key(read_key_file(path), name_of(path));
+}
+
+Key load_public_key_of(const std::filesystem::path& release_folder) {
+    const std::filesystem::path path = public_key_path(release_folder);
+    return parse_public_key(read_small_file(path, kMaxKeyFileBytes), printable(path.string()));
 }
 
 std::optional<std::string> exposure_of(const std::filesystem::path& private_key) {

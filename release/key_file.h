@@ -26,6 +26,9 @@ Key load_signing_key(const std::filesystem::path& path, const PassphraseSource& 
 // a public one is wanted".
 Key load_public_key(const std::filesystem::path& path);
 
+// The public.pem in a release's folder, which must be a regular file: nobody has named it, so it may be anything.
+Key load_public_key_of(const std::filesystem::path& release_folder);
+
 // "NAME can be read by others than its owner (chmod 600 NAME)" if it is a file that others can read.
 std::optional<std::string> exposure_of(const std::filesystem::path& private_key);
 

@@ -55,7 +55,7 @@ class Reader {
 
 ReleaseFile read_entry(Reader& reader) {
     ReleaseFile file;
-    const auto path_length = static_cast<std::size_t>(reader.number(2));
+    const std::size_t path_length = reader.number(2);
     reader.expect(path_length >= 1 && path_length <= kMaxPathBytes);
     file.path = reader.take(path_length);
     file.size = reader.number(8);

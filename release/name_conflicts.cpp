@@ -17,6 +17,10 @@ std::string_view parent_of(std::string_view name) {
     return slash == std::string_view::npos ? std::string_view() : name.substr(0, slash);
 }
 
+unsigned long fold_of(unsigned long unit) {
+    return std::char_traits<wchar_t>::to_int_type(winsim::fold(static_cast<wchar_t>(unit)));
+}
+
 struct Search {
     std::vector<std::string> names;
     std::unordered_map<std::string_view, std::size_t> files;  // by name: the first that has it
@@ -62,7 +66,7 @@ std::string windows_name(const std::string& path) {
         if (length <= 0) return path;
         at += static_cast<std::size_t>(length);
         // Beyond 16 bits a character is two units, neither of which has a case.
-        if (character <= 0xFFFF) character = static_cast<unsigned long>(winsim::fold(static_cast<wchar_t>(character)));
+        if (character <= 0xFFFF) character = fold_of(character);
         std::array<unsigned char, 4> folded{};
         const int folded_length = UTF8_putc(folded.data(), static_cast<int>(folded.size()), character);
         if (folded_length <= 0) return path;

@@ -79,6 +79,7 @@ Passphrase ask_at_terminal(const FileHandle& terminal, const std::string& prompt
 std::optional<Passphrase> from_named_source(const PassphraseSource& source) {
     if (source.descriptor) return read_line(*source.descriptor);
     if (!source.environment) return std::nullopt;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing changes the environment
     const char* value = std::getenv(source.environment->c_str());
     if (value == nullptr) throw Refusal("there is no environment variable " + printable(*source.environment));
     return checked(value);

@@ -4,7 +4,7 @@
 #include <openssl/err.h>
 
 #include <algorithm>
-#include <cstring>
+#include <system_error>
 
 namespace vandrel_release {
 namespace {
@@ -16,13 +16,19 @@ std::vector<std::string> sorted(std::vector<std::string> texts) {
     return texts;
 }
 
-// Nothing that a terminal takes for a command, and nothing that breaks a line or turns its direction.
+struct Range {
+    unsigned long first;
+    unsigned long last;
+};
+
+// What a terminal takes for a command, what breaks a line or turns its direction, and what is there but not seen.
+constexpr Range kHidden[] = {{0x00, 0x1F},     {0x7F, 0x9F},      {0xAD, 0xAD},     {0x61C, 0x61C},
+                             {0x200B, 0x200F}, {0x2028, 0x202E},  {0x2060, 0x206F}, {0xFEFF, 0xFEFF},
+                             {0xFFF9, 0xFFFB}, {0xE0000, 0xE007F}};
+
 bool is_shown_as_it_is(unsigned long character) {
-    const bool is_control = character < 0x20 || (character >= 0x7F && character < 0xA0);
-    const bool is_break_or_direction = (character >= 0x200E && character <= 0x200F) ||
-                                       (character >= 0x2028 && character <= 0x202E) ||
-                                       (character >= 0x2066 && character <= 0x2069);
-    return !is_control && !is_break_or_direction;
+    return std::ranges::none_of(
+        kHidden, [&](const Range& range) { return range.first <= character && character <= range.last; });
 }
 
 }  // namespace
@@ -42,7 +48,7 @@ void refuse_any(std::vector<std::string> texts) {
 }
 
 void refuse_system(const std::string& what, int error) {
-    throw Refusal(what + ": " + std::strerror(error));
+    throw Refusal(what + ": " + std::system_category().message(error));
 }
 
 void refuse_crypto(const std::string& what) {

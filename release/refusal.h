@@ -25,14 +25,14 @@ struct Refusals : Refusal {
 // Throws Refusals if there are any.
 void refuse_any(std::vector<std::string> texts);
 
-// "`what`: `strerror(error)`", for a failed call of the operating system.
+// "`what`: the system's words for `error`", for a failed call of the operating system.
 [[noreturn]] void refuse_system(const std::string& what, int error);
 
 // "`what`: the oldest error of libcrypto's queue", which is emptied.
 [[noreturn]] void refuse_crypto(const std::string& what);
 
-// A path as it can stand in a message: control characters, characters that break lines or turn the direction of
-// writing, and bytes that are no valid UTF-8 appear as \xNN, everything else as it is.
+// A path as it can stand in a message: control characters, characters that break lines, turn the direction of writing
+// or can't be seen, and bytes that are no valid UTF-8 appear as \xNN, everything else as it is.
 std::string printable(const std::string& path);
 
 }  // namespace vandrel_release

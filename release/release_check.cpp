@@ -40,7 +40,7 @@ struct Check {
 
     void check_signature(const std::string& manifest, const Key* key) {
         try {
-            const Key own = key == nullptr ? load_public_key(public_key_path(folder)) : nullptr;
+            const Key own = key == nullptr ? load_public_key_of(folder) : nullptr;
             if (is_signed_with(key == nullptr ? own : *key, manifest)) return;
             note("manifest.bin", std::string("the signature does not verify with ") +
                                      (key == nullptr ? "the release's public.pem" : "the key"));
@@ -65,10 +65,11 @@ struct Check {
         std::unordered_set<std::string_view> listed;
         for (const ReleaseFile& file : files) listed.insert(file.path);
         const std::size_t prefix = files_folder(folder).string().size() + 1;
-        if (!is_there(files_folder(folder))) return;
+        if (!fs::is_directory(fs::symlink_status(files_folder(folder)))) return;  // every file of it is missing
         for (const fs::directory_entry& found : fs::recursive_directory_iterator(files_folder(folder))) {
             const std::string path = found.path().string().substr(prefix);
-            if (!found.is_directory() && !listed.contains(path)) note(path, "is not in the manifest");
+            const bool is_folder = fs::is_directory(found.symlink_status());
+            if (!is_folder && !listed.contains(path)) note(path, "is not in the manifest");
         }
     }
 };

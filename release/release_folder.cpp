@@ -32,7 +32,10 @@ std::size_t end_of_character(std::string_view text, std::size_t at) {
 }
 
 bool matches(std::string_view pattern, std::string_view path) {
-    std::size_t in = 0, at = 0, star = std::string_view::npos, star_at = 0;
+    std::size_t in = 0;
+    std::size_t at = 0;
+    std::size_t star = std::string_view::npos;
+    std::size_t star_at = 0;
     while (at < path.size()) {
         if (in < pattern.size() && pattern[in] == '*') {
             star = in++;
@@ -84,6 +87,7 @@ struct Walk {
         const std::unique_ptr<DIR, CloseFolder> names(::fdopendir(::dup(folder.get())));
         if (!names) refuse_system("cannot list " + printable(prefix), errno);
         bool is_empty = true;
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): of a handle that no other thread has
         while (const dirent* entry = ::readdir(names.get())) {
             const std::string_view name = entry->d_name;
             if (name == "." || name == "..") continue;
@@ -116,7 +120,7 @@ struct Walk {
     }
 
     void refuse_unreadable(const std::string& path) {
-        refuse(path, "cannot be read: " + std::string(std::strerror(errno)));
+        refuse(path, "cannot be read: " + std::system_category().message(errno));
     }
 
     void add_file(const std::string& path, std::uint64_t size) {

@@ -1,7 +1,6 @@
 #include "release/serve.h"
 
-#include <signal.h>
-
+#include <csignal>
 #include <memory>
 #include <mutex>
 #include <ostream>

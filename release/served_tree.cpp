@@ -18,6 +18,7 @@ std::optional<ServedFile> ServedTree::open_manifest() {
         try {
             FileHandle file = open_for_reading(path);
             const std::uint64_t size = size_of(file, path);
+            if (size > kMaxManifestBytes) refuse_large(path, kMaxManifestBytes);
             return ServedFile{std::move(file), size, *release};
         } catch (const Refusal&) {
             const std::optional<std::uint32_t> now = current();
@@ -37,7 +38,7 @@ std::optional<ServedFile> ServedTree::open_file(std::uint32_t release, const std
     ServedFile served{open_beneath(files_folder(folder), path), listed->second, release};
     if (served.file && size_of(served.file, folder / path) == served.size) return served;
     if (!std::filesystem::exists(manifest_path(folder))) return std::nullopt;  // removed meanwhile
-    throw Refusal(printable(path) + " of release " + std::to_string(release) + " is missing or damaged");
+    refuse_damage(path, release);
 }
 
 std::shared_ptr<const ServedTree::List> ServedTree::list_of(std::uint32_t release) {

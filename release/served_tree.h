@@ -30,7 +30,7 @@ class ServedTree {
     explicit ServedTree(std::filesystem::path tree, std::optional<std::uint32_t> current = std::nullopt)
         : tree_(std::move(tree)), current_(current) {}
 
-    // The manifest of the current release; nothing if none is published. Refusal if it is missing.
+    // The manifest of the current release; nothing if none is published. Refusal if it is missing, or larger than any.
     std::optional<ServedFile> open_manifest();
 
     // A file of a release, by the exact spelling in that release's manifest; nothing if there is no such release, or

@@ -64,9 +64,10 @@ std::string encrypted_private_pem(const Key& key, const Passphrase& passphrase) 
     X509_ALGOR* algorithm =
         PKCS5_pbe2_set_scrypt(EVP_aes_256_cbc(), nullptr, kScryptSaltBytes, nullptr, kScryptN, kScryptR, kScryptP);
     const std::string& text = passphrase.text();
-    const Encrypted encrypted(
-        info && algorithm ? PKCS8_set0_pbe(text.data(), static_cast<int>(text.size()), info.get(), algorithm) : nullptr,
-        X509_SIG_free);  // owns the algorithm
+    const Encrypted encrypted(info && algorithm != nullptr
+                                  ? PKCS8_set0_pbe(text.data(), static_cast<int>(text.size()), info.get(), algorithm)
+                                  : nullptr,
+                              X509_SIG_free);  // owns the algorithm
     if (!encrypted) {
         X509_ALGOR_free(algorithm);
         refuse_crypto("cannot encrypt the private key");

@@ -178,8 +178,14 @@ void TlsServer::serve(Connection& connection) {
     while (connection.wait_for_request(kIdleTime)) {
         connection.begin_request(kStepTime);
         bool closed = false;
-        const bool goes_on = process_request(connection, false, closed, [](httplib::Request&) {});
-        if (!goes_on || closed) return;
+        bool is_kept = false;  // where a request that is malformed ends, nobody knows
+        const bool goes_on = process_request(connection, false, closed, [&](httplib::Request& request) {
+            is_kept = connection.has_plain_head();
+            if (is_kept) return;
+            request.headers.erase("Connection");
+            request.set_header("Connection", "close");  // so the answer says it, too
+        });
+        if (!goes_on || closed || !is_kept) return;
     }
 }
 

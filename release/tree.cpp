@@ -109,6 +109,10 @@ bool is_waiting(const fs::path& tree, std::uint32_t release) {
     return is_there(release_within(unsigned_folder(tree, release)));
 }
 
+void refuse_damage(const std::string& path, std::uint32_t release) {
+    throw Refusal(printable(path) + " of release " + std::to_string(release) + " is missing or damaged");
+}
+
 std::string unsigned_range(const fs::path& tree, std::uint32_t release) {
     if (!is_waiting(tree, release)) {
         throw Refusal("release " + std::to_string(release) + " does not wait for a signature");

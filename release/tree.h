@@ -63,6 +63,9 @@ std::filesystem::path release_within(const std::filesystem::path& unsigned_folde
 // Whether this number waits for its signature.
 bool is_waiting(const std::filesystem::path& tree, std::uint32_t release);
 
+// Throws Refusal "PATH of release N is missing or damaged", of a file that its manifest lists.
+[[noreturn]] void refuse_damage(const std::string& path, std::uint32_t release);
+
 // The bytes that are to be signed for a release that waits. Throws Refusal if it doesn't wait.
 std::string unsigned_range(const std::filesystem::path& tree, std::uint32_t release);
 

@@ -17,10 +17,6 @@
 namespace vandrel_release {
 namespace {
 
-std::string damage_of(const std::string& path, std::uint32_t release) {
-    return printable(path) + " of release " + std::to_string(release) + " is missing or damaged";
-}
-
 // What all files of a release share; one of them is open: it may have more than a process may hold open.
 struct OpenRelease {
     std::filesystem::path folder;
@@ -50,7 +46,7 @@ class TreeFile : public winsim::Source {
         }
         while (count != 0) {
             const ssize_t got = ::pread(all_->handle.get(), to, count, static_cast<off_t>(offset));
-            if (got <= 0) throw Refusal(damage_of(file_.path, all_->release));
+            if (got <= 0) refuse_damage(file_.path, all_->release);
             to += got;
             offset += static_cast<std::uint64_t>(got);
             count -= static_cast<std::size_t>(got);
@@ -98,7 +94,7 @@ void KeptRelease::require_files(const std::filesystem::path& tree) const {
     for (const KeptFile& file : files_) {
         const FileHandle handle = open_beneath(folder, file.path);
         if (handle && size_of(handle, file.path) == file.source->size()) continue;
-        throw Refusal(damage_of(file.path, number_));
+        refuse_damage(file.path, number_);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <ostream>
 #include <string>
 
+#include "release/refusal.h"
 #include "release/rehearsal/report.h"
 
 namespace vandrel_release {
@@ -55,9 +56,10 @@ li b { display: block; } pre { white-space: pre-wrap; overflow-wrap: anywhere; f
 </style>
 )";
 
+// Text between tags, or in an attribute between double quotes.
 std::string escaped(const std::string& text) {
     std::string result;
-    for (const char unit : text) {
+    for (const char unit : printable(text)) {
         switch (unit) {
             case '&':
                 result += "&amp;";

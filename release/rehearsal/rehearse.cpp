@@ -26,7 +26,7 @@ class Shelf {
         const auto found = offers_.find(number);
         if (found != offers_.end()) return found->second;
         auto release = std::make_shared<KeptRelease>(tree_, number);
-        auto key = std::make_shared<Key>(load_public_key(public_key_path(release_folder(tree_, number))));
+        auto key = std::make_shared<Key>(load_public_key_of(release_folder(tree_, number)));
         return offers_.emplace(number, Offer{std::move(release), std::move(key)}).first->second;
     }
 

@@ -101,7 +101,7 @@ void write_json(const Rehearsal& rehearsal, std::ostream& out) {
     ordered_json document{{"to", rehearsal.to}, {"held", rehearsal.held()}};
     document["players"] = ordered_json::array();
     for (const Part& part : rehearsal.parts) document["players"].push_back(json_of(part));
-    out << document.dump(2, ' ', false, ordered_json::error_handler_t::replace) << '\n';
+    out << document.dump(2, ' ', true, ordered_json::error_handler_t::replace) << '\n';
 }
 
 }  // namespace vandrel_release

@@ -59,7 +59,7 @@ struct Rehearsal {
 void write_text(const Rehearsal& rehearsal, std::ostream& out);
 // One line for each thing that didn't hold, with the helper's own words.
 void write_failures(const Rehearsal& rehearsal, std::ostream& err);
-// All of it, as one JSON document.
+// All of it, as one JSON document in ASCII.
 void write_json(const Rehearsal& rehearsal, std::ostream& out);
 // As one page in HTML that needs nothing beside itself.
 void write_page(const Rehearsal& rehearsal, std::ostream& out);

@@ -65,7 +65,7 @@ class Player {
  private:
     std::string not_taken_back(const PlayedRun& run) const {
         if (run.succeeded()) return "went on as if nothing had happened";
-        const std::string wrong = run.wrong_ending();
+        std::string wrong = run.wrong_ending();
         if (!wrong.empty()) return wrong;
         const winsim::Disk& disk = run.machine.world.disk;
         if (player::has_active_record(disk)) return "left the folder half way";

@@ -79,8 +79,11 @@ TEST_F(GoingLive, every_difference_from_what_was_signed_is_named) {
     write(in_tree("1", "files/data/b"), "longer");
     write(in_tree("1", "files/data/c"), "c2");
     write(in_tree("1", "files/data/more"), "");
+    fs::create_directory_symlink("/", in_tree("1", "files/data/out"));
     write(in_tree("1", "public.pem"), "");
     fs::copy(in_tree("1", "manifest.bin"), in_tree("2", "manifest.bin"), fs::copy_options::overwrite_existing);
+    fs::remove(in_tree("2", "public.pem"));
+    ::mkfifo(in_tree("2", "public.pem").c_str(), 0644);
     fs::create_directories(in_tree("3", ""));
     write(tree_ / "64/current", "4\n");
     const Outcome outcome = command({"verify-tree"});
@@ -91,11 +94,13 @@ TEST_F(GoingLive, every_difference_from_what_was_signed_is_named) {
         "release 1: data/b: has 6 bytes, not 2",
         "release 1: data/c: has another content",
         "release 1: data/more: is not in the manifest",
+        "release 1: data/out: is not in the manifest",
         "release 1: public.pem: " + in_tree("1", "public.pem").string() + " holds no key in PEM",
         "release 2: data/a: has another content",
         "release 2: data/b: is missing",
         "release 2: data/c: is missing",
         "release 2: manifest.bin: is that of release 1",
+        "release 2: public.pem: " + in_tree("2", "public.pem").string() + " is not a regular file",
         "release 3: manifest.bin: cannot open " + manifest + ": No such file or directory"};
     std::string expected;
     for (const std::string& line : lines) expected += "vandrel-release: " + line + "\n";

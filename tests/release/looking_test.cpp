@@ -37,7 +37,8 @@ class Looking : public ReleaseTest {
 
 std::string hex(const std::string& bytes) {
     std::string text;
-    for (const unsigned char byte : support::sha256(bytes)) {
+    for (const char unit : support::sha256(bytes)) {
+        const auto byte = static_cast<unsigned char>(unit);
         text += "0123456789abcdef"[byte >> 4U];
         text += "0123456789abcdef"[byte & 15U];
     }

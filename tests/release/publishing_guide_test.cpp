@@ -47,7 +47,7 @@ class PublishingGuide : public ReleaseTest {
     }
     // Empty if it ends with 0.
     static std::string result_of(const std::string& command) {
-        if (command.starts_with("openssl")) return std::system(command.c_str()) == 0 ? "" : "failed";  // NOLINT
+        if (command.starts_with("openssl")) return std::system(command.c_str()) == 0 ? "" : "failed";
         std::istringstream words(command.substr(command.find(' ')));
         std::vector<std::string> arguments;
         for (std::string word; words >> word;) arguments.push_back(word);

@@ -63,8 +63,10 @@ ExchangeCounts count_exchanges(const StartRun& start, const std::string& action)
         const std::scoped_lock lock(mutex);
         counts.places += places[i].count;
         if (exchanged) add(counts, run->damage(), places[i].count);
-        if (exchanged && !run->damage().text().empty() && i < example)
-            example = i, counts.example = text_of(disturbance);
+        if (exchanged && i < example && !run->damage().text().empty()) {
+            example = i;
+            counts.example = text_of(disturbance);
+        }
         if (!wrong.empty()) counts.wrong[text_of(disturbance)] = wrong;
     });
     return counts;
@@ -99,8 +101,9 @@ void hold_window(const std::string& story, const StartRun& start, const Exchange
         if (is_meant) places += times;
     }
     if (places == window.places) return;
-    report.violated(story + ":" + counts.example,
-                    std::string(window.call) + " of " + window.part + ": " + std::to_string(places) + " places");
+    std::string wrong = window.call;
+    wrong.append(" of ").append(window.part).append(": ").append(std::to_string(places)).append(" places");
+    report.violated(story + ":" + counts.example, wrong);
 }
 
 }  // namespace player

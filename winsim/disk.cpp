@@ -61,7 +61,7 @@ NodeId make(Impl& disk, const std::wstring& path, std::uint32_t attributes) {
     const SplitPath split = split_full(path);
     if (split.count == 0) throw std::invalid_argument("the root of a drive");
     const NodeId folder = folder_of(disk, split, split.count - 1);
-    const Dirent* entry = disk.state.find(folder, split.name());
+    const Dirent* entry = disk.state.find(folder, split.name(), split.keys[split.count - 1]);
     return entry != nullptr ? entry->node : establish(disk, folder, split.name(), attributes);
 }
 

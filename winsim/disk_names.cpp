@@ -29,17 +29,39 @@ bool is_valid_unit(wchar_t unit, bool last, bool wildcards) {
     }
 }
 
-bool is_valid_name(std::wstring_view name, bool last, bool wildcards) {
+constexpr std::uint64_t kHashStart = 0xCBF29CE484222325U;
+
+constexpr std::uint64_t hashed(std::uint64_t hash, wchar_t folded) {
+    return (hash ^ static_cast<std::uint32_t>(folded)) * 0x100000001B3U;
+}
+
+// Folded, the units of ASCII that may stand anywhere in a name; 0 in the others' places.
+constexpr std::array<wchar_t, 0x80> kPlainUnits = [] {
+    std::array<wchar_t, 0x80> units{};
+    for (wchar_t unit = 0x20; unit < 0x7F; ++unit) {
+        const bool plain = std::wstring_view(L"*?:<>\"|").find(unit) == std::wstring_view::npos;
+        if (plain) units[static_cast<std::size_t>(unit)] = fold(unit);
+    }
+    return units;
+}();
+
+// With the name's hash in `key`. Every path of every call passes here.
+bool is_valid_name(std::wstring_view name, bool last, bool wildcards, std::uint64_t& key) {
     if (name.size() > 255) return false;
+    key = kHashStart;
     for (const wchar_t unit : name) {
-        if (!is_valid_unit(unit, last, wildcards)) return false;
+        const auto index = static_cast<std::uint32_t>(unit);
+        const wchar_t plain = index < kPlainUnits.size() ? kPlainUnits[index] : L'\0';
+        if (plain == L'\0' && !is_valid_unit(unit, last, wildcards)) return false;
+        key = hashed(key, plain != L'\0' ? plain : fold(unit));
     }
     return true;
 }
 
-std::wstring_view without_trailing(std::wstring_view part, std::wstring_view dropped) {
-    const std::size_t last = part.find_last_not_of(dropped);
-    return part.substr(0, last == std::wstring_view::npos ? 0 : last + 1);
+// Without the dots at its end, and without the blanks there if they go too.
+std::wstring_view without_trailing(std::wstring_view part, bool blanks) {
+    while (!part.empty() && (part.back() == L'.' || (blanks && part.back() == L' '))) part.remove_suffix(1);
+    return part;
 }
 
 void add_part(SplitPath& split, std::wstring_view part, bool last) {
@@ -48,7 +70,7 @@ void add_part(SplitPath& split, std::wstring_view part, bool last) {
         if (split.count > 0) --split.count;
         return;
     }
-    part = without_trailing(part, last ? L". " : L".");
+    part = without_trailing(part, last);
     if (part.empty()) return;
     if (split.count == SplitPath::kMaxParts) {
         split.error = ERROR_PATH_NOT_FOUND;
@@ -59,7 +81,8 @@ void add_part(SplitPath& split, std::wstring_view part, bool last) {
 
 void add_parts(SplitPath& split, std::wstring_view rest) {
     split.ends_in_separator = !rest.empty() && is_separator(rest.back());
-    const std::size_t end = without_trailing(rest, L"\\/").size();
+    std::size_t end = rest.size();
+    while (end > 0 && is_separator(rest[end - 1])) --end;
     std::size_t start = 0;
     while (start < end) {
         std::size_t stop = start;
@@ -90,7 +113,7 @@ void check(SplitPath& split, bool pattern) {
     split.units = split.count == 0 ? 3 : 2;
     for (std::size_t i = 0; i < split.count; ++i) {
         const bool last = i + 1 == split.count;
-        if (!is_valid_name(split.parts[i], last, last && pattern)) split.error = ERROR_INVALID_NAME;
+        if (!is_valid_name(split.parts[i], last, last && pattern, split.keys[i])) split.error = ERROR_INVALID_NAME;
         split.units += 1 + split.parts[i].size();
     }
 }
@@ -110,8 +133,8 @@ std::wstring fold(std::wstring_view name) {
 }
 
 std::uint64_t folded_hash(std::wstring_view name) {
-    std::uint64_t hash = 0xCBF29CE484222325U;
-    for (const wchar_t unit : name) hash = (hash ^ static_cast<std::uint32_t>(fold(unit))) * 0x100000001B3U;
+    std::uint64_t hash = kHashStart;
+    for (const wchar_t unit : name) hash = hashed(hash, fold(unit));
     return hash;
 }
 
@@ -151,7 +174,7 @@ bool has_wildcard(std::wstring_view name) {
 void split_path(std::wstring_view path, std::wstring_view current_folder, bool pattern, SplitPath& split) {
     split.count = 0;
     split.error = 0;
-    if (without_trailing(path, L" ").empty()) {
+    if (path.find_first_not_of(L' ') == std::wstring_view::npos) {
         split.error = ERROR_PATH_NOT_FOUND;
         return;
     }

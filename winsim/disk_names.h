@@ -12,7 +12,7 @@ namespace winsim {
 // Units that the file system takes for one in a name become one: ASCII letters small, all others as Unicode's simple
 // mapping to capitals has them (the C library's), unit by unit.
 wchar_t fold_beyond_ascii(wchar_t unit);
-inline wchar_t fold(wchar_t unit) {
+constexpr wchar_t fold(wchar_t unit) {
     if (unit > 0x7F) return fold_beyond_ascii(unit);
     return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit + (L'a' - L'A')) : unit;
 }
@@ -44,6 +44,7 @@ struct SplitPath {
     std::size_t count = 0;
     std::size_t units = 0;  // of the full path as Windows would write it; 0 for a `\\?\` path, which may be any length
     std::array<std::wstring_view, kMaxParts> parts;
+    std::array<std::uint64_t, kMaxParts> keys;  // folded_hash of each part; of an erroneous path, not set
 
     std::wstring_view name() const { return count == 0 ? std::wstring_view() : parts[count - 1]; }
 };

@@ -61,7 +61,9 @@ class DiskState {
     void drop_unused_nodes(const std::vector<NodeId>& in_use);  // all that no name, no record and not `in_use` refer to
 
     // Live names.
-    const Dirent* find(NodeId folder, std::wstring_view name) const { return live_->find(folder, name); }
+    const Dirent* find(NodeId folder, std::wstring_view name, std::uint64_t key) const {
+        return live_->find(folder, name, key);
+    }
     std::span<const Dirent> children(NodeId folder) const { return live_->in(folder); }
     const Dirent* name_of(NodeId node) const;  // null if it has none; good until the next change
     std::size_t name_count() const { return live_->size(); }

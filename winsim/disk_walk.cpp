@@ -26,7 +26,7 @@ Place Disk::Impl::resolve(const SplitPath& split, bool follow_last, int depth) c
     place.units = split.units;
     place.ends_in_separator = split.ends_in_separator;
     const wchar_t drive_name[] = {split.drive, L':'};
-    const Dirent* entry = state.find(kComputer, {drive_name, 2});
+    const Dirent* entry = state.find(kComputer, {drive_name, 2}, folded_hash({drive_name, 2}));
     if (entry == nullptr) {
         place.error = ERROR_PATH_NOT_FOUND;
         return place;
@@ -37,7 +37,7 @@ Place Disk::Impl::resolve(const SplitPath& split, bool follow_last, int depth) c
         place.folder = enter(place, depth);
         if (place.folder == kNoNode) return place;
         place.name = split.parts[i];
-        entry = state.find(place.folder, place.name);
+        entry = state.find(place.folder, place.name, split.keys[i]);
         place.node = entry == nullptr ? kNoNode : entry->node;
         if (entry != nullptr) continue;
         place.error = i + 1 == split.count ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;

@@ -11,9 +11,9 @@
 
 namespace winsim {
 
-Place locate(World& world, LPCWSTR path, bool follow_last) {
-    SplitPath split;
-    split_path(view_of(path), world.current_folder, false, split);
+Place locate(World& world, std::wstring_view path, bool follow_last) {
+    thread_local SplitPath split;  // too large to be made anew for every step of every guard
+    split_path(path, world.current_folder, false, split);
     const Disk::Impl& disk = world.disk.impl();
     if (split.error == 0 && split.units > kMaxPathUnits) split.error = ERROR_PATH_NOT_FOUND;
     Place place = disk.resolve(split, follow_last);
@@ -104,7 +104,7 @@ HANDLE open_node(World& world, winsim::NodeId node, const OpenRequest& request) 
 HANDLE open_file(World& world, const OpenRequest& request) {
     winsim::Disk::Impl& disk = world.disk.impl();
     const bool follow = !request.has(FILE_FLAG_OPEN_REPARSE_POINT) && request.disposition != CREATE_NEW;
-    Place place = winsim::locate(world, request.path, follow);
+    Place place = winsim::locate(world, winsim::view_of(request.path), follow);
     DWORD error = ERROR_SUCCESS;
     if (place.error == ERROR_FILE_NOT_FOUND && request.creates() && !place.name.empty()) {
         const std::uint32_t unusable = winsim::new_file_obstacle(place);

@@ -16,7 +16,7 @@ inline std::wstring_view view_of(LPCWSTR text) {
 }
 
 // Where `path` leads the running program. Error 5 for a name whose deletion waits for a handle.
-Place locate(World& world, LPCWSTR path, bool follow_last);
+Place locate(World& world, std::wstring_view path, bool follow_last);
 
 // Why no file can be made under the free name at `place`: 123, or 0. (Streams can't.)
 std::uint32_t new_file_obstacle(const Place& place);

@@ -36,8 +36,8 @@ std::uint32_t copy_target_obstacle(const DiskImpl& disk, const Place& target, co
 
 BOOL copy(World& world, LPCWSTR from, LPCWSTR to, bool must_be_free) {
     DiskImpl& disk = world.disk.impl();
-    const Place source = winsim::locate(world, from, true);
-    Place target = winsim::locate(world, to, false);
+    const Place source = winsim::locate(world, winsim::view_of(from), true);
+    Place target = winsim::locate(world, winsim::view_of(to), false);
     std::uint32_t error = copy_source_obstacle(disk, source);
     if (error == 0) error = copy_target_obstacle(disk, target, source, must_be_free);
     if (error == 0 && !disk.has_room(disk.state.node(source.node).size())) error = ERROR_DISK_FULL;
@@ -83,8 +83,8 @@ std::uint32_t move_obstacle(const DiskImpl& disk, const Place& source, const Pla
 
 BOOL move(World& world, LPCWSTR from, LPCWSTR to, DWORD flags) {
     DiskImpl& disk = world.disk.impl();
-    const Place source = winsim::locate(world, from, false);
-    const Place target = winsim::locate(world, to, false);
+    const Place source = winsim::locate(world, winsim::view_of(from), false);
+    const Place target = winsim::locate(world, winsim::view_of(to), false);
     const std::uint32_t error = move_obstacle(disk, source, target, (flags & MOVEFILE_REPLACE_EXISTING) != 0);
     if (error != 0) return winsim::fail(world, error, FALSE);
     disk.rename(source.node, target);
@@ -187,10 +187,10 @@ BOOL WINAPI ReplaceFileW(LPCWSTR replaced, LPCWSTR replacement, LPCWSTR backup, 
         if (fault == winsim::kShortTransfer) fault = 0;
         if (fault != 0 && !leaves_traces(fault)) return winsim::fail(world, fault, FALSE);
         Replacement files;
-        files.target = winsim::locate(world, replaced, false);
-        files.source = winsim::locate(world, replacement, false);
+        files.target = winsim::locate(world, winsim::view_of(replaced), false);
+        files.source = winsim::locate(world, winsim::view_of(replacement), false);
         files.has_backup = backup != nullptr;
-        if (files.has_backup) files.backup = winsim::locate(world, backup, false);
+        if (files.has_backup) files.backup = winsim::locate(world, winsim::view_of(backup), false);
         const std::uint32_t error = replace_obstacle(world.disk.impl(), files);
         if (error != 0) return winsim::fail(world, error, FALSE);
         if (fault != 0) return fail_half_way(world, files, fault);

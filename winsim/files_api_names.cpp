@@ -17,7 +17,7 @@ std::uint32_t removal_obstacle(const winsim::Disk::Impl& disk, const Place& plac
     return 0;
 }
 
-BOOL remove(World& world, LPCWSTR path, bool folder) {
+BOOL remove(World& world, std::wstring_view path, bool folder) {
     winsim::Disk::Impl& disk = world.disk.impl();
     const Place place = winsim::locate(world, path, false);
     if (place.error != 0) return winsim::fail(world, place.error, FALSE);
@@ -31,7 +31,7 @@ BOOL remove(World& world, LPCWSTR path, bool folder) {
     return TRUE;
 }
 
-std::uint32_t make_folder(World& world, LPCWSTR path) {
+std::uint32_t make_folder(World& world, std::wstring_view path) {
     const Place place = winsim::locate(world, path, false);
     if (place.units > winsim::kMaxFolderUnits) return ERROR_FILENAME_EXCED_RANGE;
     if (place.error == ERROR_ACCESS_DENIED || place.folder == winsim::kComputer) return ERROR_ACCESS_DENIED;
@@ -45,16 +45,18 @@ std::uint32_t make_folder(World& world, LPCWSTR path) {
 
 }  // namespace
 
-DWORD WINAPI GetFileAttributesW(LPCWSTR path) {
-    return winsim::gated("GetFileAttributesW", winsim::view_of(path), INVALID_FILE_ATTRIBUTES, [&](World& world) {
+DWORD WINAPI GetFileAttributesW(LPCWSTR name) {
+    const std::wstring_view path = winsim::view_of(name);
+    return winsim::gated("GetFileAttributesW", path, INVALID_FILE_ATTRIBUTES, [&](World& world) {
         const Place place = winsim::locate(world, path, false);
         if (place.error != 0) return winsim::fail(world, place.error, INVALID_FILE_ATTRIBUTES);
         return winsim::visible_attributes(world.disk.impl().state.node(place.node).attributes);
     });
 }
 
-BOOL WINAPI GetFileAttributesExW(LPCWSTR path, GET_FILEEX_INFO_LEVELS level, LPVOID information) {
-    return winsim::gated("GetFileAttributesExW", winsim::view_of(path), FALSE, [&](World& world) {
+BOOL WINAPI GetFileAttributesExW(LPCWSTR name, GET_FILEEX_INFO_LEVELS level, LPVOID information) {
+    const std::wstring_view path = winsim::view_of(name);
+    return winsim::gated("GetFileAttributesExW", path, FALSE, [&](World& world) {
         winsim::demand(world, level == GetFileExInfoStandard, "GetFileAttributesExW with another level than 0");
         const Place place = winsim::locate(world, path, false);
         if (place.error != 0) return winsim::fail(world, place.error, FALSE);
@@ -68,17 +70,17 @@ BOOL WINAPI GetFileAttributesExW(LPCWSTR path, GET_FILEEX_INFO_LEVELS level, LPV
 BOOL WINAPI CreateDirectoryW(LPCWSTR path, SECURITY_ATTRIBUTES* security) {
     return winsim::gated("CreateDirectoryW", winsim::view_of(path), FALSE, [&](World& world) {
         winsim::demand(world, security == nullptr, "CreateDirectoryW with security");
-        const std::uint32_t error = make_folder(world, path);
+        const std::uint32_t error = make_folder(world, winsim::view_of(path));
         return error == 0 ? TRUE : winsim::fail(world, error, FALSE);
     });
 }
 
 BOOL WINAPI RemoveDirectoryW(LPCWSTR path) {
     return winsim::gated("RemoveDirectoryW", winsim::view_of(path), FALSE,
-                         [&](World& world) { return remove(world, path, true); });
+                         [&](World& world) { return remove(world, winsim::view_of(path), true); });
 }
 
 BOOL WINAPI DeleteFileW(LPCWSTR path) {
     return winsim::gated("DeleteFileW", winsim::view_of(path), FALSE,
-                         [&](World& world) { return remove(world, path, false); });
+                         [&](World& world) { return remove(world, winsim::view_of(path), false); });
 }

@@ -11,7 +11,7 @@ namespace {
 std::size_t place_among(const std::vector<Dirent>& names, std::uint64_t key, std::wstring_view name) {
     auto at = std::lower_bound(names.begin(), names.end(), key,
                                [](const Dirent& entry, std::uint64_t sought) { return entry.key < sought; });
-    while (at != names.end() && at->key == key && !same_folded(name, at->name->folded)) {
+    while (at != names.end() && at->key == key && !at->name->is(name)) {
         ++at;  // another name with the same key
     }
     return static_cast<std::size_t>(at - names.begin());
@@ -35,16 +35,19 @@ Name::Name(std::wstring_view name) : spelled(name), folded(fold(name)), key(fold
     }
 }
 
+bool Name::is(std::wstring_view name) const {
+    return name == spelled || same_folded(name, folded);
+}
+
 std::span<const Dirent> NameTable::in(NodeId folder) const {
     const auto at = place_in(folders_, folder);
     if (at == folders_.end() || at->id != folder) return {};
     return *at->names;
 }
 
-const Dirent* NameTable::find(NodeId folder, std::wstring_view name) const {
+const Dirent* NameTable::find(NodeId folder, std::wstring_view name, std::uint64_t key) const {
     const auto at = place_in(folders_, folder);
     if (at == folders_.end() || at->id != folder) return nullptr;
-    const std::uint64_t key = folded_hash(name);
     const std::size_t place = place_among(*at->names, key, name);
     return stands_at(*at->names, place, key) ? &(*at->names)[place] : nullptr;
 }

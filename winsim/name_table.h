@@ -21,6 +21,8 @@ inline constexpr NodeId kNoNode = 0;
 struct Name {
     explicit Name(std::wstring_view name);
 
+    bool is(std::wstring_view name) const;  // in any case
+
     std::wstring spelled;
     std::wstring folded;
     std::uint64_t key;  // of the folded name
@@ -41,8 +43,9 @@ struct Dirent {
 class NameTable {
  public:
     // Pointers and spans are good until the next change.
-    const Dirent* find(NodeId folder, std::wstring_view name) const;  // null if it isn't there
-    std::span<const Dirent> in(NodeId folder) const;                  // in no useful order
+    // Null if it isn't there. `key` is the name's folded_hash.
+    const Dirent* find(NodeId folder, std::wstring_view name, std::uint64_t key) const;
+    std::span<const Dirent> in(NodeId folder) const;  // in no useful order
     std::size_t size() const;
     template <class Action>
     void for_each(Action action) const {

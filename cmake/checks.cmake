@@ -1,5 +1,8 @@
 # The tests that no simulated machine can give: the configuration's checks, the real executables, formatting and lint.
 
+add_test(NAME fuzz COMMAND "${CMAKE_SOURCE_DIR}/scripts/fuzz" --quick)
+set_tests_properties(fuzz PROPERTIES LABELS fuzz TIMEOUT 600 PROCESSORS 2)
+
 set(VANDREL_WINDOWS_BUILD_DIR "" CACHE PATH "Build folder of the preset `windows`, whose executables are tested")
 
 add_test(NAME configuration COMMAND "${CMAKE_SOURCE_DIR}/tests/configuration/run" "${CMAKE_SOURCE_DIR}")

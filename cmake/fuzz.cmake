@@ -19,11 +19,14 @@ target_link_libraries(fuzz_player PUBLIC winsim_explore nlohmann_json::nlohmann_
 target_compile_definitions(fuzz_player PRIVATE
     VANDREL_DEVELOPMENT_KEY="${CMAKE_SOURCE_DIR}/keys/development_private.pem")
 
+add_library(kept_blocks OBJECT winsim/sanitizer/kept_blocks.cpp)
+target_link_options(kept_blocks INTERFACE -Wl,--wrap=_Znwm -Wl,--wrap=_ZdlPv)
+
 file(GLOB fuzz_targets CONFIGURE_DEPENDS tests/fuzz/*.cpp)
 list(REMOVE_ITEM fuzz_targets "${trust}")
 foreach(target IN LISTS fuzz_targets)
     cmake_path(GET target STEM name)
     add_executable(fuzz_${name} ${target})
-    target_link_libraries(fuzz_${name} PRIVATE fuzz_player trusting_helper winsim_explore)
+    target_link_libraries(fuzz_${name} PRIVATE fuzz_player trusting_helper winsim_explore kept_blocks)
     target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer)
 endforeach()

@@ -37,15 +37,15 @@ target_link_libraries(winsim_explore PUBLIC winsim Threads::Threads)
 add_library(winsim_counting_operators OBJECT "${counting_operators}")
 target_link_libraries(winsim_counting_operators PUBLIC winsim_explore)
 
-# Every line of the helper, its entry included: here WinMain is a function like any other.
-add_library(helper_core STATIC ${helper_sources})
-target_include_directories(helper_core PUBLIC src "${generated_dir}")
-target_link_libraries(helper_core PUBLIC winsim)
-
 if(VANDREL_FUZZ)
     include(cmake/fuzz.cmake)
     return()
 endif()
+
+# Every line of the helper, its entry included: here WinMain is a function like any other.
+add_library(helper_core STATIC ${helper_sources})
+target_include_directories(helper_core PUBLIC src "${generated_dir}")
+target_link_libraries(helper_core PUBLIC winsim)
 
 # A player's machine with the helper on it, for the rehearsal and the tests.
 file(GLOB player_sources CONFIGURE_DEPENDS winsim/player/*.cpp)

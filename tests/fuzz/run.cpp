@@ -1,13 +1,14 @@
 // A whole update with a server and a command file that say anything. Until the client is told to close nothing has
-// changed but the store; in the end each file is its old self or what the signed manifest says, and nothing is held.
+// changed but the helper's own places; in the end the folder is the old release, or the one that the manifest says.
+#include "safefs/text_encoding.h"
+#include "streaming/percent_encoding.h"
 #include "tests/fuzz/fuzz.h"
 
 namespace {
 
-// The manifest's entries, mostly of this client; sometimes any bytes at all.
+// The manifest of release 2, and mostly this client's files in it; sometimes any bytes at all.
 std::string manifest_from(fuzz::Input& input, support::Files& release) {
     if (input.byte() == 1) return std::string(input.text());
-    release = support::minimal_client();
     const std::string paths[] = {"init.lua", "data/things.dat", "data/a/b", "modules/new.lua", "Vandrel Updater.exe"};
     for (int count = input.byte() % 6; count > 0; --count) {
         const std::uint8_t which = input.byte();
@@ -20,32 +21,33 @@ std::string manifest_from(fuzz::Input& input, support::Files& release) {
 winsim::Response answer_from(fuzz::Input& input, std::string body) {
     winsim::Response response;
     response.body = std::move(body);
-    switch (input.byte()) {
-        case 1:
-            response.status = input.number(600);
-            break;
-        case 2:
-            response.body.resize(input.number(300), 'x');
-            break;
-        case 3:
-            response.break_at = input.number(300);
-            break;
-        case 4:
-            response.send_error = 12002;
-            break;
-        case 5:
-            response.chunk = 1 + input.byte();
-            break;
-        case 6:
-            response.read_ms = input.number(20000);
-            break;
-        case 7:
-            response.body = std::string(input.text());
-            break;
-        default:
-            break;
-    }
+    const std::uint8_t kind = input.byte();
+    if (kind == 1) response.status = input.number(600);
+    if (kind == 2) response.body.resize(input.number(300), 'x');
+    if (kind == 3) response.break_at = input.number(300);
+    if (kind == 4) response.send_error = 12002;
+    if (kind == 5) response.chunk = 1 + input.byte();
+    if (kind == 6) response.read_ms = input.number(20000);
+    if (kind == 7) response.body = std::string(input.text());
     return response;
+}
+
+std::string served(const winsim::Request& request, const support::Files& release) {
+    for (const auto& [path, content] : release) {
+        const std::wstring file = vandrel::percent_encode(vandrel::utf8_to_wide(path));
+        if (request.object.ends_with(L"&file=" + file)) return content;
+    }
+    return {};
+}
+
+void check_end(const fuzz::Player& player, const support::Files& release) {
+    const support::Files& expected = player.status().state == "current" ? release : support::minimal_client();
+    for (const auto& [path, content] : expected) {
+        const std::wstring file = support::kRoot + (L"\\" + support::wide(path));
+        fuzz::law(player.world.disk.exists(file) && player.world.disk.read(file) == content, "a file is its release's");
+    }
+    fuzz::law(player.client_files().size() == expected.size(), "there is no other file");
+    fuzz::law(player.world.disk.read(L"C:\\init.lua") == "nobody's", "what lies elsewhere is left alone");
 }
 
 }  // namespace
@@ -53,28 +55,35 @@ winsim::Response answer_from(fuzz::Input& input, std::string body) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Player player;
     fuzz::Input input(data, size);
-    const support::Files before = player.folder();
-    support::Files release;
+    support::Files release = support::minimal_client();
     const std::string manifest = manifest_from(input, release);
-    const auto handed_over = [&] { return !player.history().empty() && player.status().state == "handoff"; };
+    const fuzz::Player::Outside before = player.outside();
+    const auto untouched = [&] { fuzz::law(player.outside() == before, "nothing changes before the hand-off"); };
+    const winsim::Disk& disk = player.world.disk;
+    bool handed_over = false;
     player.world.network.serve([&](const winsim::Request& request) {
-        fuzz::law(handed_over() || player.folder() == before, "nothing changes before the client is told to close");
-        if (request.object.find(L"action=manifest") != std::wstring::npos) return answer_from(input, manifest);
-        std::string path = support::narrow(request.object.substr(request.object.find(L"&file=") + 6));
-        for (std::size_t at = 0; (at = path.find("%2F")) != std::string::npos;) path.replace(at, 3, "/");
-        return answer_from(input, release.contains(path) ? release.at(path) : std::string());
+        if (!handed_over) untouched();
+        const bool first = request.object.find(L"action=manifest") != std::wstring::npos;
+        return answer_from(input, first ? manifest : served(request, release));
     });
-    player.on_state("update_available",
-                    [&] { input.byte() == 1 ? player.write_command(std::string(input.text())) : player.say("apply"); });
+    player.on_state("update_available", [&] {
+        if (input.byte() != 1) return player.say("apply");
+        player.write_command(std::string(input.text()));  // and soon, as a client may, something that ends the wait
+        const bool agrees = input.byte() % 2 == 0;
+        player.world.clock.after(500, [&player, agrees] { agrees ? player.say("apply") : player.end_client(); });
+    });
     player.on_state("handoff", [&] {
-        fuzz::law(player.folder() == before, "nothing has changed when the client is told to close");
-        player.world.clock.after(input.number(60000), [&] { player.end_client(); });
+        untouched();
+        for (const auto& [path, content] : support::files_beneath(disk, player.transaction_folder() + L"\\files")) {
+            fuzz::law(release.contains(path) && release.at(path) == content, "what is staged is the release's");
+        }
+        handed_over = true;
+        player.world.clock.after(input.number(2000), [&player] { player.end_client(); });
     });
-    player.update();
-    for (const auto& [path, content] : player.folder()) {
-        fuzz::law((before.contains(path) && before.at(path) == content) ||
-                      (release.contains(path) && release.at(path) == content),
-                  "each file is its old self or the release's");
-    }
+    const bool copied = fuzz::Player::lawful(player.run_first()).exit_code == 0 && player.status().state != "current";
+    const int exit_code = copied ? fuzz::Player::lawful(player.run_copy()).exit_code : 0;
+    if (copied) fuzz::law((exit_code == 0) == (player.status().state == "current"), "0 means current");
+    if (!handed_over) untouched();
+    check_end(player, release);
     return 0;
 }

@@ -46,6 +46,11 @@ endif()
 add_library(helper_core STATIC ${helper_sources})
 target_include_directories(helper_core PUBLIC src "${generated_dir}")
 target_link_libraries(helper_core PUBLIC winsim)
+option(VANDREL_COVERAGE "Count which lines of the helper are run, for scripts/coverage" OFF)
+if(VANDREL_COVERAGE)  # the exploration has threads
+    target_compile_options(helper_core PRIVATE -O0 -fprofile-arcs -ftest-coverage -fprofile-update=atomic)
+    target_link_options(helper_core PUBLIC --coverage)
+endif()
 
 # A player's machine with the helper on it, for the rehearsal and the tests.
 file(GLOB player_sources CONFIGURE_DEPENDS winsim/player/*.cpp)

@@ -29,9 +29,7 @@ std::string widened(std::string_view text) {
 std::uint64_t number_at(std::string_view bytes, std::uint64_t offset, unsigned width) {
     if (offset + width > bytes.size()) throw Refusal("is no 64-bit Windows program");
     std::uint64_t value = 0;
-    for (unsigned i = width; i > 0; --i) {
-        value = value << 8U | static_cast<unsigned char>(bytes[offset + i - 1]);
-    }
+    for (unsigned i = width; i > 0; --i) value = value << 8U | static_cast<unsigned char>(bytes[offset + i - 1]);
     return value;
 }
 

@@ -1,5 +1,5 @@
 // The guards against redirection and escape. Each tells the state of a path at the moment of the call; nothing is
-// cached and no handle is kept, so callers ask again directly before each use.
+// cached and no handle is kept, so callers ask again near each use; how near, rule (8) of the transaction tells.
 //
 // A reparse point is refused wherever it points; none is ever resolved. A missing step (errors 2 and 3) is no refusal,
 // any other failure to look at a step is. Containment is decided on the text alone and minds case.

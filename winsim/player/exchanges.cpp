@@ -2,7 +2,6 @@
 
 #include <mutex>
 #include <set>
-#include <stdexcept>
 
 #include "winsim/explore/parallel.h"
 
@@ -24,32 +23,9 @@ void add(ExchangeCounts& counts, const Damage& damage, std::uint64_t places) {
 
 }  // namespace
 
-std::wstring folder_in_use(const UpdateRun& run, const std::string& name) {
-    const Machine& machine = run.host();
-    const std::wstring job = std::wstring(kStore) + L"\\" + (run.had_record() ? job_of(0) : machine.job);
-    const std::wstring profiles = machine.world.roaming + L"\\BrindlerQ3";
-    const std::wstring copies = machine.world.temporary + L"VandrelUpdater";
-    const std::map<std::string, std::wstring> folders{{"store", kStore},
-                                                      {"job", job},
-                                                      {"files", job + L"\\files"},
-                                                      {"files/data", job + L"\\files\\data"},
-                                                      {"backup", job + L"\\backup"},
-                                                      {"backup/data", job + L"\\backup\\data"},
-                                                      {"profiles", profiles},
-                                                      {"profile", profiles + L"\\main"},
-                                                      {"updater", profiles + L"\\main\\updater"},
-                                                      {"copies", copies},
-                                                      {"copy", copies + L"\\" + machine.job},
-                                                      {"data", std::wstring(kRoot) + L"\\data"},
-                                                      {"modules", std::wstring(kRoot) + L"\\modules"}};
-    const auto found = folders.find(name);
-    if (found == folders.end()) throw std::invalid_argument("no such folder: " + name);
-    return found->second;
-}
-
 ExchangeCounts count_exchanges(const StartRun& start, const std::string& action) {
     const std::unique_ptr<UpdateRun> quiet = start();
-    const std::wstring folder = folder_in_use(*quiet, action.substr(action.find(',') + 1));
+    const std::wstring folder = quiet->folder_in_use(action.substr(action.find(',') + 1));
     const auto places = winsim::explore::exchange_places(*quiet, folder);
     ExchangeCounts counts;
     std::size_t example = places.size();

@@ -13,11 +13,6 @@
 
 namespace player {
 
-// By a short name: "store", "job" (in the store), "files", "files/data", "backup", "backup/data" (in that), "profiles",
-// "profile", "updater" (of the status), "copies", "copy" (of the helper, in the temporary folder), and "data",
-// "modules" (in the client's folder). Any other: std::invalid_argument.
-std::wstring folder_in_use(const UpdateRun& run, const std::string& name);
-
 using StartRun = std::function<std::unique_ptr<UpdateRun>()>;
 
 // Places at which an exchange does damage; one may count for more than one kind.

@@ -1,6 +1,7 @@
 #include "winsim/player/update_run.h"
 
-#include "winsim/player/exchanges.h"
+#include <map>
+#include <stdexcept>
 
 namespace player {
 namespace {
@@ -52,11 +53,33 @@ void UpdateRun::run() {
     processes_.push_back(machine_.run_copy());
 }
 
+std::wstring UpdateRun::folder_in_use(const std::string& name) const {
+    const std::wstring job = std::wstring(kStore) + L"\\" + (had_record() ? job_of(0) : machine_.job);
+    const std::wstring profiles = machine_.world.roaming + L"\\BrindlerQ3";
+    const std::wstring copies = machine_.world.temporary + L"VandrelUpdater";
+    const std::map<std::string, std::wstring> folders{{"store", kStore},
+                                                      {"job", job},
+                                                      {"files", job + L"\\files"},
+                                                      {"files/data", job + L"\\files\\data"},
+                                                      {"backup", job + L"\\backup"},
+                                                      {"backup/data", job + L"\\backup\\data"},
+                                                      {"profiles", profiles},
+                                                      {"profile", profiles + L"\\main"},
+                                                      {"updater", profiles + L"\\main\\updater"},
+                                                      {"copies", copies},
+                                                      {"copy", copies + L"\\" + machine_.job},
+                                                      {"data", std::wstring(kRoot) + L"\\data"},
+                                                      {"modules", std::wstring(kRoot) + L"\\modules"}};
+    const auto found = folders.find(name);
+    if (found == folders.end()) throw std::invalid_argument("no such folder: " + name);
+    return found->second;
+}
+
 bool UpdateRun::interfere(const std::string& action) {
     using winsim::explore::Exchange;
     const std::size_t comma = action.find(',');
     const Exchange way = action.substr(0, comma) == "moved" ? Exchange::moved : Exchange::emptied;
-    return exchanged_->exchange(folder_in_use(*this, action.substr(comma + 1)), way);
+    return exchanged_->exchange(folder_in_use(action.substr(comma + 1)), way);
 }
 
 std::vector<winsim::Start> UpdateRun::client_starts() const {

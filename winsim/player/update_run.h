@@ -36,9 +36,13 @@ class UpdateRun : public winsim::explore::Run {
     Machine& host() { return machine_; }
     const Machine& host() const { return machine_; }
     void run() override;
-    // "moved,FOLDER", "emptied,FOLDER": somebody exchanges the folder (exchanges.h) for a junction. Only for a run that
+    // "moved,FOLDER", "emptied,FOLDER": somebody exchanges the folder in use for a junction. Only for a run that
     // expects it.
     bool interfere(const std::string& action) override;
+    // By a short name: "store", "job" (in the store), "files", "files/data", "backup", "backup/data" (in that),
+    // "profiles", "profile", "updater" (of the status), "copies", "copy" (of the helper, in the temporary folder), and
+    // "data", "modules" (in the client's folder). Any other: std::invalid_argument.
+    std::wstring folder_in_use(const std::string& name) const;
     void expect_exchange() { exchanged_.emplace(world()); }
     bool expects_exchange() const { return exchanged_.has_value(); }
     winsim::explore::Damage damage() const { return exchanged_->damage(); }

@@ -8,7 +8,7 @@ set(VANDREL_WINDOWS_BUILD_DIR "" CACHE PATH "Build folder of the preset `windows
 add_test(NAME configuration COMMAND "${CMAKE_SOURCE_DIR}/tests/configuration/run" "${CMAKE_SOURCE_DIR}")
 set_tests_properties(configuration PROPERTIES LABELS configuration TIMEOUT 300)
 
-foreach(check format tidy)
+foreach(check format reasons tidy cppcheck)
     add_test(NAME lint.${check} COMMAND "${CMAKE_SOURCE_DIR}/scripts/lint" ${check} "${CMAKE_BINARY_DIR}")
     set_tests_properties(lint.${check} PROPERTIES LABELS lint TIMEOUT 600)
 endforeach()

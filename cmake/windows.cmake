@@ -74,3 +74,5 @@ file(GLOB kit_sources CONFIGURE_DEPENDS lab/kit/*.cpp)
 add_executable(kit ${kit_sources})
 target_include_directories(kit PRIVATE "${CMAKE_SOURCE_DIR}")
 target_link_libraries(kit PRIVATE vandrel_client)
+
+vandrel_warn(vandrel_updater vandrel_client sample_client floors empty)

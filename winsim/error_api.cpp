@@ -117,7 +117,8 @@ DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD la
         winsim::demand(world, flags == kFlags && source == nullptr && language == 0 && arguments == nullptr,
                        "FormatMessageW: anything but a system text in a block of its own");
         winsim::demand(world, buffer != nullptr && size == 0, "FormatMessageW: a buffer size beside an own block");
-        auto& block = *reinterpret_cast<LPWSTR*>(buffer);  // how this call takes the place for the block's address
+        auto& block =
+            *static_cast<LPWSTR*>(static_cast<void*>(buffer));  // how this call takes the place for the block's address
         block = nullptr;
         const auto found = std::find_if(kMessages.begin(), kMessages.end(),
                                         [message](const Message& entry) { return entry.number == message; });

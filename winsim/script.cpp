@@ -82,7 +82,7 @@ std::vector<std::string> traced_calls(const Gate& gate, std::string_view name) {
 std::size_t open_cng_objects(const Gate& gate) {
     std::size_t open = 0;
     for (const char* call : {"BCryptOpenAlgorithmProvider", "BCryptCreateHash", "BCryptImportKeyPair"}) {
-        for (const std::string& line : traced_calls(gate, call)) open += line.ends_with("-> 0") ? 1 : 0;
+        for (const std::string& line : traced_calls(gate, call)) open += line.ends_with("-> 0") ? 1U : 0U;
     }
     for (const char* call : {"BCryptCloseAlgorithmProvider", "BCryptDestroyHash", "BCryptDestroyKey"}) {
         open -= traced_calls(gate, call).size();

@@ -47,7 +47,7 @@ std::uint32_t next_of_utf8(std::string_view bytes, std::size_t& at) {
 }
 
 std::uint32_t value_of(wchar_t unit) {
-    return static_cast<std::uint32_t>(std::char_traits<wchar_t>::to_int_type(unit));
+    return std::char_traits<wchar_t>::to_int_type(unit);
 }
 
 std::uint32_t next_of_utf16(std::wstring_view text, std::size_t& at) {

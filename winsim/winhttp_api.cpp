@@ -40,7 +40,7 @@ std::size_t next_bytes(const InternetHandle& request, std::size_t size, std::uin
     if (response.break_at > request.delivered) count = std::min(count, response.break_at - request.delivered);
     // Half of them, but never none where there is one: that would be the end of the body.
     if (fault == winsim::kShortTransfer && count > 1) count /= 2;
-    return static_cast<std::size_t>(count);
+    return count;
 }
 
 void deliver(World& world, const InternetHandle& request, void* buffer, std::size_t count) {

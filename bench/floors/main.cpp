@@ -32,6 +32,8 @@ void floors::must(bool succeeded, const char* call) {
     std::exit(1);
 }
 
+int wmain(int count, wchar_t** arguments);  // the C runtime calls it
+
 int wmain(int count, wchar_t** arguments) {
     for (const Stage& stage : kStages) {
         if (count != 4 || stage.floor != arguments[1] || stage.name != arguments[2]) continue;

@@ -42,7 +42,7 @@ struct Ends {
     }
 };
 
-explore::Scenario scenario_of(Stage& stage, player::Recovery& recovery, Ends& ends) {
+explore::Scenario scenario_of(const Stage& stage, player::Recovery& recovery, Ends& ends) {
     const auto start = [&recovery](const player::Snapshot& disk, int number) -> std::unique_ptr<explore::Run> {
         return recovery.start(disk, number);
     };
@@ -103,7 +103,7 @@ std::vector<std::string> lines_of(const std::string& text) {
 
 }  // namespace
 
-Cuts cut_power(Stage& stage, player::Recovery& recovery, std::uint64_t lives) {
+Cuts cut_power(const Stage& stage, player::Recovery& recovery, std::uint64_t lives) {
     Ends ends;
     explore::Report report;
     const explore::Scenario scenario = scenario_of(stage, recovery, ends);
@@ -129,7 +129,7 @@ std::string name_of(const Stage& stage) {
     return std::to_string(stage.from().release->number()) + "/" + stage.client();
 }
 
-std::string replay_cut(Stage& stage, player::Recovery& recovery, const std::string& schedule) {
+std::string replay_cut(const Stage& stage, player::Recovery& recovery, const std::string& schedule) {
     Ends ends;
     recovery.trace = true;
     return explore::replay(scenario_of(stage, recovery, ends), explore::parse_schedule(schedule));

@@ -38,7 +38,7 @@ bool runs_from(DWORD process_id, const std::wstring& reference, bool match_folde
 bool query_image_path(HANDLE process, std::wstring& image) {
     constexpr std::size_t kImagePathUnits = 32768;
     image.assign(kImagePathUnits, L'\0');
-    DWORD size = static_cast<DWORD>(image.size());
+    auto size = static_cast<DWORD>(image.size());
     const bool queried = QueryFullProcessImageNameW(process, 0, image.data(), &size) != 0;
     image.resize(queried ? size : 0);
     return queried;

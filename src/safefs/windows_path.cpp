@@ -215,7 +215,7 @@ bool try_absolute(const std::wstring& path, std::wstring& result, std::uint32_t&
     if (path.empty()) return true;
     std::wstring buffer(260, L'\0');
     for (;;) {
-        const DWORD capacity = static_cast<DWORD>(buffer.size());
+        const auto capacity = static_cast<DWORD>(buffer.size());
         const DWORD length = GetFullPathNameW(path.c_str(), capacity, buffer.data(), nullptr);
         if (length == 0) {
             error = GetLastError();

@@ -10,7 +10,8 @@ from jsonschema import Draft202012Validator
 import documents
 from pages import ROOT
 
-WARNINGS = ["-Wall", "-Wextra", "-pedantic", "-Werror", "-fsyntax-only", "-I", ROOT / "sample_client"]
+WARNINGS = ["-Wall", "-Wextra", "-pedantic", "-Wconversion", "-Wshadow", "-Werror", "-fsyntax-only",
+            "-I", ROOT / "sample_client"]
 REFUSED = {
     "status": [{"jobId": "A" * 32}, {"jobId": "a" * 31}, {"state": "done"}, {"state": None}, {"progress": 101},
                {"progress": -1}, {"progress": 1.5}, {"detail": "x" * 1501}, {"release": "7"}, {"release": 1 << 32},

@@ -253,3 +253,6 @@ void WINAPI SetLastError(DWORD code);
 DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD language, LPWSTR buffer, DWORD size,
                             void* arguments);
 HLOCAL WINAPI LocalFree(HLOCAL memory);
+
+// Where a program with a window begins: what is simulated is called by its own name.
+int WINAPI WinMain(HINSTANCE instance, HINSTANCE previous, LPSTR command_line, int show);

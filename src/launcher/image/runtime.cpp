@@ -36,8 +36,7 @@ void* end_without_library(unsigned /*event*/, void* /*details*/) {
 
 }  // namespace
 
-// Names that the toolchain looks for.
-// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming)
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming): names that the toolchain looks for
 
 extern "C" {
 
@@ -45,6 +44,7 @@ extern "C" {
 // which Windows knows that nobody has chosen one, the system's loader puts a random one.
 std::uintptr_t __stack_chk_guard = 0x00002B992DDFA232;
 
+[[noreturn]] void __stack_chk_fail();
 [[noreturn]] void __stack_chk_fail() {
     __builtin_trap();
 }
@@ -63,6 +63,7 @@ int _vsnwprintf(wchar_t* text, std::size_t capacity, const wchar_t* format, std:
 
 // std::to_wstring prints whole numbers with this. The C runtime of Windows can do that, too; the toolchain's own brings
 // 21 KB for numbers of every other kind.
+int __mingw_vsnwprintf(wchar_t* text, std::size_t capacity, const wchar_t* format, std::va_list arguments);
 int __mingw_vsnwprintf(wchar_t* text, std::size_t capacity, const wchar_t* format, std::va_list arguments) {
     return _vsnwprintf(text, capacity, format, arguments);
 }
@@ -72,6 +73,7 @@ int __mingw_vsnwprintf(wchar_t* text, std::size_t capacity, const wchar_t* forma
 namespace __gnu_cxx {
 
 // The C++ library's own prints the exception's type, and brings 57 KB of code that can read its name.
+void __verbose_terminate_handler();
 void __verbose_terminate_handler() {
     std::_Exit(1);
 }

@@ -10,6 +10,10 @@ namespace vandrel {
 
 Failure::Failure(std::wstring&& text) : std::runtime_error("Vandrel updater"), message(std::move(text)) {}
 
+void require(bool condition, const wchar_t* text) {
+    if (!condition) throw Failure(text);
+}
+
 void require(bool condition, const std::wstring& text) {
     if (!condition) throw Failure(std::wstring(text));
 }

@@ -23,6 +23,7 @@ inline constexpr const wchar_t* kCancelled = L"cancelled";
 // Throws Failure with a copy of `text` unless `condition` holds. The caller composes `text` before the call; where a
 // failing system call is the condition, the error number in the text is thus older than that call, deliberately.
 void require(bool condition, const std::wstring& text);
+void require(bool condition, const wchar_t* text);  // a fixed text costs nothing where the condition holds
 
 // How an operation that reports by result and text fails: sets `error` and gives false.
 bool fail(std::wstring& error, std::wstring text);

@@ -1,7 +1,7 @@
 # The tests that no simulated machine can give: the configuration's checks, the real executables, formatting and lint.
 
 add_test(NAME fuzz COMMAND "${CMAKE_SOURCE_DIR}/scripts/fuzz" --quick)
-set_tests_properties(fuzz PROPERTIES LABELS fuzz TIMEOUT 600 PROCESSORS 2)
+set_tests_properties(fuzz PROPERTIES LABELS fuzz TIMEOUT 600 COST 40)
 
 set(VANDREL_WINDOWS_BUILD_DIR "" CACHE PATH "Build folder of the preset `windows`, whose executables are tested")
 
@@ -68,7 +68,8 @@ set_tests_properties(wine_prefix_stop PROPERTIES FIXTURES_CLEANUP wine_prefix)
 function(vandrel_add_wine_test name)
     add_test(NAME wine.${name} COMMAND ${ARGN})
     set_tests_properties(wine.${name} PROPERTIES
-        LABELS wine TIMEOUT 900 RESOURCE_LOCK wine FIXTURES_REQUIRED wine_prefix ENVIRONMENT "${wine_environment}")
+        LABELS wine TIMEOUT 900 COST 100 RESOURCE_LOCK wine FIXTURES_REQUIRED wine_prefix
+        ENVIRONMENT "${wine_environment}")
 endfunction()
 
 # Every tests/wine/NAME_test.py is a test.

@@ -27,7 +27,8 @@ foreach(folder IN LISTS test_folders)
 endforeach()
 
 # The crash exploration, a program with options of its own. Sanitizers make it twenty times slower, so the tests of a
-# sanitized build run that of an optimised build, and of their own every first cut and some of the rest.
+# sanitized build run that of an optimised build, and of their own every first cut and some of the rest. Each takes all
+# processors, beside the programs under Wine, which mostly wait.
 set(VANDREL_OPTIMISED_BUILD_DIR "" CACHE PATH "Build folder of the preset `native`, whose `interruption` the tests run")
 file(GLOB interruption_sources CONFIGURE_DEPENDS tests/interruption/*.cpp)
 add_executable(interruption ${interruption_sources})
@@ -36,10 +37,10 @@ set(interruption_program "$<TARGET_FILE:interruption>")
 if(VANDREL_OPTIMISED_BUILD_DIR)
     set(interruption_program "${VANDREL_OPTIMISED_BUILD_DIR}/interruption")
     add_test(NAME interruption_sanitized COMMAND interruption --quick --only cuts,faults,walk)
-    set_tests_properties(interruption_sanitized PROPERTIES LABELS interruption TIMEOUT 900 PROCESSORS 2)
+    set_tests_properties(interruption_sanitized PROPERTIES LABELS interruption TIMEOUT 900 COST 50)
 endif()
 add_test(NAME interruption COMMAND "${interruption_program}")
-set_tests_properties(interruption PROPERTIES LABELS interruption TIMEOUT 900 PROCESSORS 2)
+set_tests_properties(interruption PROPERTIES LABELS interruption TIMEOUT 900 COST 50)
 
 # What scripts/growth runs under callgrind. Without it nothing is counted, but each step has to come to its end.
 find_path(valgrind_headers valgrind/callgrind.h)

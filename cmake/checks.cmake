@@ -8,11 +8,11 @@ set(VANDREL_WINDOWS_BUILD_DIR "" CACHE PATH "Build folder of the preset `windows
 add_test(NAME configuration COMMAND "${CMAKE_SOURCE_DIR}/tests/configuration/run" "${CMAKE_SOURCE_DIR}")
 set_tests_properties(configuration PROPERTIES LABELS configuration TIMEOUT 300)
 
-foreach(check format reasons tidy cppcheck)
+foreach(check format reasons tidy clang cppcheck)
     add_test(NAME lint.${check} COMMAND "${CMAKE_SOURCE_DIR}/scripts/lint" ${check} "${CMAKE_BINARY_DIR}")
     set_tests_properties(lint.${check} PROPERTIES LABELS lint TIMEOUT 600)
 endforeach()
-set_tests_properties(lint.tidy PROPERTIES PROCESSORS 2)
+set_tests_properties(lint.tidy PROPERTIES COST 60)
 
 if(VANDREL_WINDOWS_BUILD_DIR STREQUAL "")
     message(STATUS "VANDREL_WINDOWS_BUILD_DIR is not set: no tests of the Windows executables")
@@ -26,7 +26,7 @@ set_tests_properties(executable_image PROPERTIES LABELS configuration TIMEOUT 60
 add_test(NAME reproducible_executable
          COMMAND "${CMAKE_SOURCE_DIR}/tests/configuration/reproducible" "${CMAKE_SOURCE_DIR}"
                  "${VANDREL_WINDOWS_BUILD_DIR}")
-set_tests_properties(reproducible_executable PROPERTIES LABELS configuration TIMEOUT 600 PROCESSORS 2)
+set_tests_properties(reproducible_executable PROPERTIES LABELS configuration TIMEOUT 600 COST 45)
 
 # Every tests/documents/NAME_test.py holds the documents against what they speak of.
 file(GLOB document_scripts CONFIGURE_DEPENDS tests/documents/*_test.py)

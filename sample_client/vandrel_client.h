@@ -24,6 +24,7 @@
 #ifndef VANDREL_CLIENT_H
 #define VANDREL_CLIENT_H
 
+/* NOLINTBEGIN(modernize-deprecated-headers,modernize-use-using,readability-identifier-naming): it is C */
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -128,5 +129,6 @@ const char* vandrel_result_text(vandrel_result result);
 #ifdef __cplusplus
 }
 #endif
+/* NOLINTEND(modernize-deprecated-headers,modernize-use-using,readability-identifier-naming) */
 
 #endif

@@ -85,11 +85,13 @@ void DiskState::commit(Record record) {
 
 // A pending record that would later undo the test's change by a power cut is made to say the same.
 void DiskState::establish(const Dirent& change) {
-    apply_live(change);
     if (journal_->empty()) {
+        durable_ = {};  // nothing shares the live names meanwhile, so that none are copied
+        apply_live(change);
         durable_ = live_;
         return;
     }
+    apply_live(change);
     durable_.edit().apply(change);
     for (Record& record : journal_.edit()) {
         for (Dirent& pending : record) {

@@ -33,7 +33,7 @@ COMMANDS = (
     ("ssh web ", ELSEWHERE, "tests/documents/endpoint_test.py"),
     ("scripts/endpoint-load", ELSEWHERE, "tests/documents/endpoint_test.py"),
     ("scripts/bench", ELSEWHERE, "tests/wine/bench_test.py"),
-    ("scripts/growth", NOT_RUN, "a quarter of an hour under valgrind"),
+    ("scripts/growth", NOT_RUN, "six minutes under valgrind"),
     ("scripts/fuzz", ELSEWHERE, "cmake/checks.cmake"),
     ("scripts/coverage", NOT_RUN, "builds the helper and its tests once more, and runs them without a verdict"),
     ("osslsigncode ", ELSEWHERE, "tests/wine/signature_test.py"),

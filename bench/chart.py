@@ -13,11 +13,12 @@ text { font: 12px system-ui, sans-serif; fill: #24292f }
 }"""
 
 LEFT, WIDTH, LINE, TOP = 390, 920, 22, 70
+LONGEST = 6.0  # a longer bar ends here; its number tells
 
 
 def chart(results):
     """A bar for each result: the helper's cost over that of its floor, with a mark at the goal."""
-    largest = max(4.0, *(max(result.ratio, result.goal or 0) for result in results))
+    largest = min(LONGEST, max(4.0, *(max(result.ratio, result.goal or 0) for result in results)))
     scale = (WIDTH - LEFT - 60) / largest
     height = TOP + LINE * len(results) + 16
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {height}" role="img" '
@@ -35,7 +36,7 @@ def chart(results):
 
 def bar(result, y, scale):
     kind = result.floor if result.floor in ("plain", "rules") else "other"
-    end = LEFT + result.ratio * scale
+    end = LEFT + min(result.ratio, LONGEST) * scale
     label = escape(f"{result.stage}, {result.data} / {result.floor}")
     text = [f'<text x="{LEFT - 8}" y="{y + 13}" text-anchor="end">{label}</text>',
             f'<rect class="{kind}" x="{LEFT}" y="{y + 3}" width="{end - LEFT:.1f}" height="13" rx="2"/>',

@@ -34,6 +34,8 @@ COMMANDS = (
     ("scripts/endpoint-load", ELSEWHERE, "tests/documents/endpoint_test.py"),
     ("scripts/bench", ELSEWHERE, "tests/wine/bench_test.py"),
     ("scripts/growth", NOT_RUN, "six minutes under valgrind"),
+    ("scripts/lint tidy-tool", NOT_RUN, "takes minutes"),
+    ("scripts/lint", ELSEWHERE, "cmake/checks.cmake"),
     ("scripts/fuzz", ELSEWHERE, "cmake/checks.cmake"),
     ("scripts/coverage", NOT_RUN, "builds the helper and its tests once more, and runs them without a verdict"),
     ("osslsigncode ", ELSEWHERE, "tests/wine/signature_test.py"),

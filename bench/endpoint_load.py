@@ -20,6 +20,7 @@ from lab.web_server import WebServer
 from .counters import cpu_seconds
 from .data import MIB
 from .release_tool import ReleaseFolder, ended
+from .workplace import NATIVE
 
 URL = "https://127.0.0.1:{}/client-brd/updater.php?action="
 DOWNLOAD = "download&arch=64&release=1&file="
@@ -133,10 +134,10 @@ def main():
     arguments = parser.parse_args()
     os.sched_setaffinity(0, ALL - {min(ALL)} or ALL)
     resource.setrlimit(resource.RLIMIT_NOFILE, 2 * resource.getrlimit(resource.RLIMIT_NOFILE)[1:])
-    tool = Path(os.environ.get("VANDREL_NATIVE_BUILD_DIR", ROOT / "build" / "native")) / "vandrel-release"
     with tempfile.TemporaryDirectory(prefix="vandrel-load-") as folder:
         work = Path(folder) / "load"
-        ReleaseFolder(work, arguments.files).publish(tool, ROOT / "keys" / "development_private.pem")
+        ReleaseFolder(work, arguments.files).publish(NATIVE / "vandrel-release",
+                                                     ROOT / "keys" / "development_private.pem")
         (work / "counts.lua").write_text(COUNTS)
         print(f"{arguments.connections} connections, {len(ALL)} processors, load {os.getloadavg()[0]:.1f}")
         for load in LOADS:

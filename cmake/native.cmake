@@ -77,17 +77,9 @@ vandrel_warn(winsim winsim_explore winsim_counting_operators helper_core player_
 # For benchmarks under Wine.
 add_library(case_blind MODULE bench/case_blind.cpp)
 
-# Each source in tests/probes is a probe_NAME, with the laboratory's frame for the simulated Windows.
-add_custom_target(probes)
-file(GLOB probe_sources CONFIGURE_DEPENDS tests/probes/*.cpp)
 add_library(probe_frame OBJECT lab/probes/native_frame.cpp)
 target_link_libraries(probe_frame PUBLIC winsim)
-foreach(source IN LISTS probe_sources)
-    cmake_path(GET source STEM name)
-    add_executable(probe_${name} ${source})
-    target_link_libraries(probe_${name} PRIVATE probe_frame)
-    add_dependencies(probes probe_${name})
-endforeach()
+include(cmake/probes.cmake)
 
 # What the kit for a real Windows holds of interrupted installations.
 file(GLOB kit_stages_sources CONFIGURE_DEPENDS lab/kit/stages/*.cpp)

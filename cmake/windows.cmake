@@ -35,18 +35,10 @@ set_target_properties(sample_client PROPERTIES OUTPUT_NAME brindler_dx_x64)
 target_link_libraries(sample_client PRIVATE vandrel_client)
 target_link_options(sample_client PRIVATE -Wl,-Map,brindler_dx_x64.map)
 
-# Each source in tests/probes is a probe_NAME.exe, with the laboratory's frame for Windows.
-add_custom_target(probes)
 add_library(probe_frame OBJECT lab/probes/windows_frame.cpp)
 target_include_directories(probe_frame PUBLIC "${CMAKE_SOURCE_DIR}")
 target_link_libraries(probe_frame PUBLIC winhttp bcrypt shell32)
-file(GLOB probe_sources CONFIGURE_DEPENDS tests/probes/*.cpp)
-foreach(source IN LISTS probe_sources)
-    cmake_path(GET source STEM name)
-    add_executable(probe_${name} ${source})
-    target_link_libraries(probe_${name} PRIVATE probe_frame)
-    add_dependencies(probes probe_${name})
-endforeach()
+include(cmake/probes.cmake)
 
 # Each source in lab/tools is a console program of its own.
 add_custom_target(lab_tools)

@@ -8,7 +8,7 @@ namespace winsim {
 namespace {
 
 // Where the name stands among `names`, or would.
-std::size_t place_among(const std::vector<Dirent>& names, std::uint64_t key, std::wstring_view name) {
+std::size_t place_among(std::span<const Dirent> names, std::uint64_t key, std::wstring_view name) {
     auto at = std::lower_bound(names.begin(), names.end(), key,
                                [](const Dirent& entry, std::uint64_t sought) { return entry.key < sought; });
     while (at != names.end() && at->key == key && !at->name->is(name)) {
@@ -17,7 +17,7 @@ std::size_t place_among(const std::vector<Dirent>& names, std::uint64_t key, std
     return static_cast<std::size_t>(at - names.begin());
 }
 
-bool stands_at(const std::vector<Dirent>& names, std::size_t place, std::uint64_t key) {
+bool stands_at(std::span<const Dirent> names, std::size_t place, std::uint64_t key) {
     return place < names.size() && names[place].key == key;
 }
 
@@ -46,10 +46,9 @@ std::span<const Dirent> NameTable::in(NodeId folder) const {
 }
 
 const Dirent* NameTable::find(NodeId folder, std::wstring_view name, std::uint64_t key) const {
-    const auto at = place_in(folders_, folder);
-    if (at == folders_.end() || at->id != folder) return nullptr;
-    const std::size_t place = place_among(*at->names, key, name);
-    return stands_at(*at->names, place, key) ? &(*at->names)[place] : nullptr;
+    const std::span<const Dirent> names = in(folder);
+    const std::size_t place = place_among(names, key, name);
+    return stands_at(names, place, key) ? &names[place] : nullptr;
 }
 
 std::size_t NameTable::size() const {

@@ -13,7 +13,7 @@ namespace vandrel {
 
 namespace {
 
-using Members = std::map<std::string, std::string>;
+using Members = std::map<std::string_view, std::string_view>;  // views into the text
 
 // A walk through the command document, whose grammar is small: one object of string members, no escapes, ASCII only.
 struct Cursor {
@@ -36,14 +36,14 @@ void expect(Cursor& cursor, char byte) {
     ++cursor.position;
 }
 
-std::string read_string(Cursor& cursor) {
+std::string_view read_string(Cursor& cursor) {
     expect(cursor, '"');
-    std::string value;
-    while (cursor.position < cursor.text.size() && cursor.text[cursor.position] != '"') {
+    const std::size_t begin = cursor.position;
+    while (cursor.position < cursor.text.size() && !at(cursor, '"')) {
         const char byte = cursor.text[cursor.position++];
         require(byte >= 0x20 && byte <= 0x7E && byte != '\\', L"Comando invalido.");
-        value += byte;
     }
+    const std::string_view value = cursor.text.substr(begin, cursor.position - begin);
     require(at(cursor, '"'), L"Comando parcial.");
     ++cursor.position;
     return value;
@@ -56,11 +56,10 @@ std::optional<Members> parse_members(std::string_view text) {
     Members members;
     expect(cursor, '{');
     for (;;) {
-        std::string key = read_string(cursor);
+        const std::string_view key = read_string(cursor);
         expect(cursor, ':');
-        std::string value = read_string(cursor);
-        if (members.contains(key)) return std::nullopt;
-        members.emplace(std::move(key), std::move(value));
+        const std::string_view value = read_string(cursor);
+        if (!members.emplace(key, value).second) return std::nullopt;
         skip_blanks(cursor);
         if (at(cursor, '}')) break;
         expect(cursor, ',');

@@ -28,9 +28,7 @@ const std::set<std::wstring_view>& reserved_device_names() {
 bool is_safe_component(std::wstring_view component) {
     if (component.empty() || component == L"." || component == L"..") return false;
     if (component.back() == L'.' || component.back() == L' ') return false;
-    const std::wstring folded = fold_case(component);
-    const std::wstring_view stem = std::wstring_view(folded).substr(0, folded.find(L'.'));
-    return !reserved_device_names().contains(stem);
+    return !reserved_device_names().contains(fold_case(component.substr(0, component.find(L'.'))));
 }
 
 bool has_forbidden_unit(const std::wstring& path) {

@@ -16,6 +16,8 @@ namespace vandrel {
 
 namespace {
 
+constexpr std::size_t kUsualSteps = 16;  // most paths have fewer
+
 // One step of a walk: missing or no reparse point.
 bool step_is_safe(const std::wstring& step) {
     const DWORD attributes = GetFileAttributesW(step.c_str());
@@ -45,8 +47,9 @@ bool path_prefixes_free_of_reparse(const std::wstring& path) {
     std::uint32_t error = 0;
     if (!try_absolute(path, full, error) || full.empty()) return false;
     std::wstring current;
+    current.reserve(full.size() + 1);
     for (const std::wstring_view element : path_elements(full)) {
-        current = join(current, element);
+        append(current, element);
         if (!step_is_safe(current)) return false;
     }
     return true;
@@ -55,7 +58,9 @@ bool path_prefixes_free_of_reparse(const std::wstring& path) {
 bool ancestors_free_of_reparse(const std::wstring& path) {
     std::wstring full;
     if (!normal_absolute(path, full)) return false;
-    std::vector<std::wstring_view> chain{full};
+    std::vector<std::wstring_view> chain;
+    chain.reserve(kUsualSteps);
+    chain.emplace_back(full);
     for (;;) {
         const std::wstring_view parent = parent_of(chain.back());
         if (parent == chain.back() || parent.empty()) break;

@@ -75,19 +75,29 @@ bool is_absolute(std::wstring_view path) {
     return !root_name(path).empty();
 }
 
-std::wstring join(std::wstring_view left, std::wstring_view right) {
-    const std::wstring_view left_root = root_name(left);
+void append(std::wstring& path, std::wstring_view right) {
+    const std::wstring_view root = root_name(path);
     const std::wstring_view right_root = root_name(right);
-    if (is_absolute(right) || (!right_root.empty() && right_root != left_root)) return std::wstring(right);
-    const std::wstring_view behind_root = right.substr(right_root.size());
-    if (has_root_directory(right)) return std::wstring(left_root) + std::wstring(behind_root);
+    if (is_absolute(right) || (!right_root.empty() && right_root != root)) {
+        path = right;
+        return;
+    }
+    if (has_root_directory(right)) {
+        path.resize(root.size());
+    } else {
+        const bool only_root_name = root.size() == path.size();
+        const bool wants_separator = only_root_name ? root.size() >= 3 : !is_separator(path.back());
+        if (wants_separator) path += L'\\';
+    }
+    path += right.substr(right_root.size());
+}
+
+std::wstring join(std::wstring_view left, std::wstring_view right) {
     std::wstring joined;
-    joined.reserve(left.size() + 1 + behind_root.size());
+    joined.reserve(left.size() + 1 + right.size());
     joined = left;
-    const bool only_root_name = left_root.size() == left.size();
-    const bool wants_separator = only_root_name ? left_root.size() >= 3 : !is_separator(left.back());
-    if (wants_separator) joined += L'\\';
-    return joined.append(behind_root);
+    append(joined, right);
+    return joined;
 }
 
 std::wstring_view parent_of(std::wstring_view path) {
@@ -167,10 +177,24 @@ Pieces resolve_dots(const Pieces& pieces) {
     return kept;
 }
 
+// Whether nothing is to be resolved: most paths are in order.
+bool is_normal(std::wstring_view path) {
+    if (path.find(L'/') != std::wstring_view::npos) return false;
+    std::size_t position = root_name(path).size();
+    while (position < path.size()) {
+        const std::size_t begin = is_separator(path[position]) ? position + 1 : position;
+        const std::size_t end = find_separator(path, begin);
+        const std::wstring_view component = path.substr(begin, end - begin);
+        if (component == L"." || component == L".." || (component.empty() && end < path.size())) return false;
+        position = end;
+    }
+    return true;
+}
+
 }  // namespace
 
 std::wstring lexically_normal(std::wstring_view path) {
-    if (path.empty()) return {};
+    if (is_normal(path)) return std::wstring(path);
     std::wstring normal;
     normal.reserve(path.size());
     normal = root_name(path);
@@ -205,8 +229,9 @@ std::wstring lexically_relative(std::wstring_view target, std::wstring_view base
     if (up < 0) return {};
     if (up == 0 && (target_rest == to.end() || target_rest->empty())) return L".";
     std::wstring relative;
-    for (; up > 0; --up) relative = join(relative, L"..");
-    for (auto element = target_rest; element != to.end(); ++element) relative = join(relative, *element);
+    relative.reserve(target.size());
+    for (; up > 0; --up) append(relative, L"..");
+    for (auto element = target_rest; element != to.end(); ++element) append(relative, *element);
     return relative;
 }
 

@@ -22,7 +22,9 @@ bool has_root_directory(std::wstring_view path);
 // A drive letter, ":" and a separator; or a root name that is no drive.
 bool is_absolute(std::wstring_view path);
 
-// `right` with a root of its own replaces `left`; an empty `right` adds a separator; "C:" with "b" is "C:b".
+// `right` with a root of its own replaces what stands before it; an empty one adds a separator; "C:" with "b" is "C:b".
+// `right` may not be a view into `path`.
+void append(std::wstring& path, std::wstring_view right);
 std::wstring join(std::wstring_view left, std::wstring_view right);
 
 // Without the last component and the separators before it. A root is its own parent; a single relative name has the

@@ -7,6 +7,8 @@
 #include "handshake/command_file.h"
 #include "manifest/manifest_policy.h"
 #include "manifest/signed_manifest.h"
+#include "release/manifest_format.h"
+#include "release/refusal.h"
 #include "safefs/path_guards.h"
 #include "safefs/text_encoding.h"
 #include "safefs/windows_path.h"
@@ -27,16 +29,6 @@ void check_record(std::span<const std::uint8_t> bytes, const vandrel::LaunchOpti
     }
 }
 
-std::string written_again(std::uint32_t release, const std::vector<vandrel::ManifestEntry>& entries,
-                          std::string_view signature) {
-    std::vector<std::string> wire;
-    for (const vandrel::ManifestEntry& entry : entries) {
-        wire.push_back(support::wire_entry(std::string(entry.path), entry.size,
-                                           std::string(entry.sha256.begin(), entry.sha256.end())));
-    }
-    return support::signed_range(release, wire) + "SIG1" + support::u16(384) + std::string(signature);
-}
-
 void check_accepted_path(const std::string_view& utf8, std::set<std::wstring>& names) {
     const std::wstring path = vandrel::utf8_to_wide(utf8);
     fuzz::law(vandrel::wide_to_utf8(path) == utf8, "an accepted path is UTF-8");
@@ -53,11 +45,19 @@ void check_manifest(std::span<const std::uint8_t> bytes, const vandrel::LaunchOp
     std::vector<vandrel::ManifestEntry> entries;
     std::uint32_t release = 0;
     std::wstring error;
-    if (!vandrel::parse_signed_manifest(bytes, release, entries, error)) {
-        return fuzz::law(!error.empty(), "a refused manifest has a reason");
-    }
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    fuzz::law(written_again(release, entries, text.substr(text.size() - 384)) == text, "a manifest writes itself");
+    std::optional<vandrel_release::Listing> listed;  // as the publisher's tool reads it
+    try {
+        listed = vandrel_release::list_manifest(text);
+    } catch (const vandrel_release::Refusal&) {  // then the helper refuses it, too
+    }
+    const bool accepted = vandrel::parse_signed_manifest(bytes, release, entries, error);
+    fuzz::law(accepted == listed.has_value(), "helper and publisher read the same manifests");
+    if (!accepted) return fuzz::law(!error.empty(), "a refused manifest has a reason");
+    const auto all = [](const auto& file) { return std::tuple(std::string_view(file.path), file.size, file.sha256); };
+    fuzz::law(release == listed->release && std::ranges::equal(listed->files, entries, {}, all, all), "and alike");
+    const std::string range = vandrel_release::signed_range(release, listed->files);
+    fuzz::law(vandrel_release::finished_manifest(range, text.substr(text.size() - 384)) == text, "it writes itself");
     std::set<std::wstring> names;
     if (vandrel::find_policy_breach(entries, release, options)) return;
     for (const vandrel::ManifestEntry& entry : entries) check_accepted_path(entry.path, names);

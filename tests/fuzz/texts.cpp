@@ -14,10 +14,10 @@
 namespace {
 
 // `.\x:.` becomes the path `x:`, whose normal form is another, `C:` among the elements of a path replaces those before
-// it, and `\??` is no root name by itself. No such text comes so far: a colon is refused in every path of a manifest,
-// and GetFullPathNameW leaves none behind the drive's that a file system takes, and no `\??` in front.
+// it, and whether `\??` is a root name is seen by what is behind it. No such text comes so far: colons and question
+// marks are refused in a manifest, and GetFullPathNameW leaves none behind the drive's that a file system takes.
 bool is_unreachable(const std::wstring& path) {
-    return path.find(L':', 2) != std::wstring::npos || vandrel::root_name(path).ends_with(L"??");
+    return path.find(L':', 2) != std::wstring::npos || path.find(L"??") != std::wstring::npos;
 }
 
 void check_path(const std::wstring& path) {

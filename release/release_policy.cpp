@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <optional>
 #include <string_view>
 
 #include "manifest/manifest_policy.h"
@@ -77,11 +76,11 @@ struct Verdicts {
     const std::vector<ReleaseFile>& files;
     const Judge& judge;
     std::vector<bool> refused = std::vector<bool>(files.size(), false);
-    std::vector<std::string> texts = {};
+    std::vector<PolicyRefusal> refusals = {};
 
     void refuse(std::size_t index, const std::string& words) {
         refused[index] = true;
-        texts.push_back(printable(files[index].path) + ": " + words);
+        refusals.push_back({index, words});
     }
 
     std::vector<std::size_t> not_refused() const {
@@ -124,12 +123,16 @@ struct Verdicts {
         if (breach->index) {
             refuse(rest[*breach->index], words);
         } else if (!client_is_missing) {
-            texts.push_back(words);
+            refusals.push_back({std::nullopt, words});
         }
     }
 };
 
 }  // namespace
+
+std::string PolicyRefusal::text(const std::vector<ReleaseFile>& files) const {
+    return file ? printable(files[*file].path) + ": " + words : words;
+}
 
 std::vector<std::string> client_executables(const std::string& arch) {
     std::vector<std::string> names;
@@ -149,22 +152,24 @@ void require_client_names(const std::vector<std::string>& clients, const std::st
     }
 }
 
-std::vector<std::string> policy_refusals(const std::vector<ReleaseFile>& files, std::uint32_t release,
-                                         const std::string& arch, const std::vector<std::string>& clients) {
+std::vector<PolicyRefusal> policy_refusals(const std::vector<ReleaseFile>& files, std::uint32_t release,
+                                           const std::string& arch, const std::vector<std::string>& clients) {
     const std::vector<std::string> wanted = clients.empty() ? clients_in(files, arch) : clients;
     const Judge judge(files, release, arch, wanted.empty() ? client_executables(arch).front() : wanted.front());
     Verdicts verdicts{files, judge};
     for (const std::string& client : wanted) {  // the policy's one rule that depends on the client
         if (is_listed(files, client) && is_listed(files, "init.lua")) continue;
-        verdicts.texts.push_back(client + ": " + std::string(kClientMissing));
+        verdicts.refusals.push_back({std::nullopt, client + ": " + std::string(kClientMissing)});
     }
-    if (wanted.empty()) verdicts.texts.emplace_back("the folder holds no client executable");
-    const bool client_is_missing = !verdicts.texts.empty();
+    if (wanted.empty()) {
+        verdicts.refusals.push_back({std::nullopt, "the folder holds no client executable"});
+    }
+    const bool client_is_missing = !verdicts.refusals.empty();
     const bool accepted = !judge.ask(verdicts.not_refused());
     if (!accepted) verdicts.ask_of_each();
     verdicts.ask_of_pairs();
     if (!accepted) verdicts.ask_of_the_rest(client_is_missing);
-    return std::move(verdicts.texts);
+    return std::move(verdicts.refusals);
 }
 
 }  // namespace vandrel_release

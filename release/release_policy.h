@@ -2,7 +2,9 @@
 // Windows makes of its names.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,16 @@ std::vector<std::string> client_executables(const std::string& arch);
 // Throws Refusal "NAME: no client executable of channel ARCH" if one of the names isn't one.
 void require_client_names(const std::vector<std::string>& clients, const std::string& arch);
 
+// One thing for which the helper would not install a release. Short as long as nobody asks for its text: a stranger's
+// manifest may hold 100,000 of them, whose paths grow fourfold once they are printable.
+struct PolicyRefusal {
+    std::optional<std::size_t> file;  // its index in the release
+    std::string words;
+
+    // "PATH: WORDS", or the words alone without a file.
+    std::string text(const std::vector<ReleaseFile>& files) const;
+};
+
 // Everything for which the helper would not install the release, in its own words, asked once for each client
 // executable; no `clients` means each one that the release holds. Digests aren't looked at. The texts:
 //   "PATH: WORDS"    for each file that can't be part of this release; of two that exclude each other, for the later;
@@ -27,7 +39,7 @@ void require_client_names(const std::vector<std::string>& clients, const std::st
 //   "PATH: Windows takes this name and OTHER for one"
 //   "PATH: Windows takes a folder of this path and the file OTHER for one", or the other way round
 // Time grows with the number of files, whatever is wrong with them.
-std::vector<std::string> policy_refusals(const std::vector<ReleaseFile>& files, std::uint32_t release,
-                                         const std::string& arch, const std::vector<std::string>& clients);
+std::vector<PolicyRefusal> policy_refusals(const std::vector<ReleaseFile>& files, std::uint32_t release,
+                                           const std::string& arch, const std::vector<std::string>& clients);
 
 }  // namespace vandrel_release

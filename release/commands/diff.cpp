@@ -71,11 +71,10 @@ void add_diff(CLI::App& app, Action& action) {
     command->add_flag("--json", options.json, "Print one JSON object");
     command->callback([given, &action] {
         action = [given](const Console& console) {
-            const ManifestFile before = read_manifest(given->before);
-            const ManifestFile after = read_manifest(given->after);
-            const Comparison found = compare(before.listing.files, after.listing.files);
-            (given->json ? print_comparison_json : print_comparison)(before.listing.release, after.listing.release,
-                                                                     found, console.out);
+            const Listing before = read_manifest(given->before).listing;
+            const Listing after = read_manifest(given->after).listing;
+            const Comparison found = compare(before.files, after.files);
+            (given->json ? print_comparison_json : print_comparison)(before.release, after.release, found, console.out);
             return 0;
         };
     });

@@ -71,15 +71,16 @@ int inspect_manifest(const InspectOptions& options, const Key& key, std::ostream
     ManifestFile manifest = read_manifest(options.what);
     const std::vector<ReleaseFile>& files = manifest.listing.files;
     const Summary summary = summarise(manifest, key);
-    manifest.bytes = {};  // a large one would be there twice
-    const std::vector<std::string> refusals = policy_refusals(files, manifest.listing.release, std::string(kArch), {});
+    std::string().swap(manifest.bytes);  // a large one would be there twice; "= {}" keeps its memory
+    const std::vector<PolicyRefusal> refusals =
+        policy_refusals(files, manifest.listing.release, std::string(kArch), {});
     if (options.json) {
         write_json(out, json_of(summary),
-                   {{"refusals", refusals.size(), [&](std::size_t i) { return Json(refusals[i]); }},
+                   {{"refusals", refusals.size(), [&](std::size_t i) { return Json(refusals[i].text(files)); }},
                     {"entries", files.size(), [&](std::size_t i) { return json_of(files[i]); }}});
     } else {
         out << text_of(summary) << '\n';
-        for (const std::string& refusal : refusals) out << "refused by the helper: " << refusal << '\n';
+        for (const PolicyRefusal& refusal : refusals) out << "refused by the helper: " << refusal.text(files) << '\n';
         for (const ReleaseFile& file : files) {
             out << vandrel::hex_lower(file.sha256) << ' ' << file.size << ' ' << printable(file.path) << '\n';
         }

@@ -45,7 +45,9 @@ struct Outlook {
 Outlook foresee(const VerifyOptions& options, const ManifestFile& manifest) {
     const std::vector<ReleaseFile>& files = manifest.listing.files;
     Outlook outlook{manifest.listing.release, files.size(), {}, {}, 0};
-    outlook.conflicts = policy_refusals(files, outlook.release, std::string(kArch), options.clients);
+    for (const PolicyRefusal& refusal : policy_refusals(files, outlook.release, std::string(kArch), options.clients)) {
+        outlook.conflicts.push_back(refusal.text(files));
+    }
     if (!outlook.conflicts.empty()) return outlook;  // it would not look at the folder
     const std::vector<FileVerdict> verdicts = judge_folder(options.folder, files);
     for (std::size_t i = 0; i < files.size(); ++i) {

@@ -2,9 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <istream>
 #include <memory>
 #include <ostream>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "release/commands/commands.h"
 #include "release/refusal.h"
@@ -19,6 +22,26 @@ constexpr const char* kExitCodes =
     "  2  the command line, or the file of options, is wrong\n"
     "  3  verify: the helper would download files\n"
     "  4  verify: the helper would refuse the release or what stands in the folder";
+
+constexpr std::size_t kMaxOptionsBytes = 64U << 10U;
+
+// Files of options as the library reads them, but bounded, and without names that are nested: no command has another
+// one within it, and the library takes 3 GB for a "[a.a.a...]" of 20,000 bytes.
+class OptionsFile : public CLI::ConfigTOML {
+ public:
+    OptionsFile() { parentSeparator('\n'); }  // which no line contains
+
+    std::vector<CLI::ConfigItem> from_config(std::istream& input) const override {
+        std::string text(kMaxOptionsBytes + 1, '\0');
+        input.read(text.data(), static_cast<std::streamsize>(text.size()));
+        text.resize(static_cast<std::size_t>(input.gcount()));
+        if (text.size() > kMaxOptionsBytes) {
+            throw CLI::ConfigError("the file of options is larger than " + std::to_string(kMaxOptionsBytes) + " bytes");
+        }
+        std::istringstream bounded(text);
+        return CLI::ConfigTOML::from_config(bounded);
+    }
+};
 
 // A message of a library may have several lines, and repeat what the user typed; ours is one, and printable.
 int complain(std::ostream& err, std::string message, int exit_code) {
@@ -55,6 +78,7 @@ void add_help(CLI::App& app, Action& action) {
 void set_up(CLI::App& app) {
     app.require_subcommand(0, 1);  // none is complained of below, in better words
     app.set_version_flag("--version", "vandrel-release " VANDREL_VERSION);
+    app.config_formatter(std::make_shared<OptionsFile>());
     app.allow_config_extras(CLI::config_extras_mode::error);
     app.set_config("--config", "",
                    "Read options from this file: under the command's name in brackets, lines \"OPTION = VALUE\", and\n"

@@ -9,6 +9,8 @@ class CommandLine : public ReleaseTest {};
 TEST_F(CommandLine, a_wrong_one_is_a_usage_error_of_one_line) {
     const std::string config = (top_ / "options").string();
     write(config, "[publish]\nfoldr = \"a\"\n");
+    write(config + ".nested", "[publish.a]\n");
+    write(config + ".large", "[publish]\n" + std::string(65527, '#'));
     const std::pair<std::vector<std::string>, std::string> table[] = {
         {{}, "a command (see --help) is required"},
         {{"sign"}, "The following argument was not expected: sign"},
@@ -26,6 +28,8 @@ TEST_F(CommandLine, a_wrong_one_is_a_usage_error_of_one_line) {
         {{"serve", "--tree", "a", "--make-certificate", "b", "--fail", "404"},
          "--fail 404: see vandrel-release serve --help"},
         {{"publish", "--config", config}, "INI was not able to parse publish.foldr"},
+        {{"publish", "--config", config + ".nested"}, "INI was not able to parse publish.a.++"},
+        {{"publish", "--config", config + ".large"}, "the file of options is larger than 65536 bytes"},
         {{"publish", "--config", config + ".none"}, config + ".none was not readable (missing?)"}};
     for (const auto& [arguments, text] : table) {
         const Outcome outcome = run(arguments);

@@ -36,9 +36,10 @@ void numeric_address(AddressOf address_of, int socket, std::string& address, int
 }
 
 std::string client_of(int socket) {
-    std::string address = "-";
+    std::string address;
     int port = 0;
     numeric_address(::getpeername, socket, address, port);
+    if (address.empty()) return "-";
     return (address.find(':') == std::string::npos ? address : "[" + address + "]") + ":" + std::to_string(port);
 }
 
@@ -68,7 +69,8 @@ bool Connection::shake_hands(std::chrono::seconds limit) {
     deadline_ = Clock::now() + limit;
     agreed_ = carry_out([this] { return SSL_accept(tls_.get()); }) > 0;
     const unsigned long code = ERR_peek_error();
-    if (!agreed_ && code != 0 && ERR_GET_LIB(code) == ERR_LIB_SSL) {
+    const bool has_left = ERR_GET_REASON(code) == SSL_R_UNEXPECTED_EOF_WHILE_READING;
+    if (!agreed_ && !has_left && ERR_GET_LIB(code) == ERR_LIB_SSL) {
         const char* reason = ERR_reason_error_string(code);
         failure_ = reason == nullptr ? "TLS" : reason;
     }
@@ -77,14 +79,13 @@ bool Connection::shake_hands(std::chrono::seconds limit) {
 }
 
 bool Connection::wait_for_request(std::chrono::seconds limit) {
-    if (SSL_pending(tls_.get()) > 0) return true;
     waiting_since_ = Clock::now().time_since_epoch().count();
+    if (SSL_pending(tls_.get()) > 0) return true;
     deadline_ = Clock::now() + limit;
     return wait_for(POLLIN);
 }
 
 void Connection::begin_request(std::chrono::seconds limit) {
-    waiting_since_ = kNotWaiting;
     limit_ = limit;
     deadline_ = Clock::now() + limit;
     readable_bytes_ = kMaxRequestBytes;

@@ -34,6 +34,8 @@ class Connection : public httplib::Stream {
     // From now on reading may take `limit` in all and give 64 KiB, and each piece of the answer as long to be taken by
     // the client.
     void begin_request(std::chrono::seconds limit);
+    // The request has been read: its client owes nothing more.
+    void begin_answer() { waiting_since_ = kNotWaiting; }
 
     // Whether the request's head, as far as it has been read, is one that a server in front reads the same way.
     bool has_plain_head() const { return head_.is_plain(); }
@@ -41,10 +43,10 @@ class Connection : public httplib::Stream {
     // Everything fails from now on. May be called from any thread as long as the connection stands.
     void cut_off();
 
-    // Since when its client is waited for; kNotWaiting while a request is served.
+    // Since when its client is waited for, a request that it has begun included; kNotWaiting while it is answered.
     Clock::rep waiting_since() const { return waiting_since_; }
 
-    // "192.0.2.1:50123"; "[2001:db8::1]:50123"
+    // "192.0.2.1:50123"; "[2001:db8::1]:50123"; "-" if it had left before it was looked at
     const std::string& client() const { return client_; }
 
     bool is_readable() const override { return true; }  // reading waits by itself, and so does writing

@@ -66,7 +66,7 @@ struct Endpoint::Impl {
         : options(std::move(given)),
           tree(options.tree),
           faults(options.faults),
-          server(options.certificate, options.certificate_key) {}
+          server(options.certificate, options.certificate_key, options.limits) {}
 
     void set_up() {
         server.set_keep_alive_max_count(kRequestsPerConnection);

@@ -11,7 +11,7 @@
 // read in another way by a server in front. It is kept for 120 s between two of them, far longer than the helper
 // pauses anywhere (it asks once on each connection, and waits 10 s for an answer), and for 30 s while its client owes
 // the rest of a handshake or a request, or doesn't take what it is sent. Up to 2000 connections are held at once, fewer
-// if the system's limit of open files wants it; beyond that the one that was silent the longest makes way.
+// if the system's limit of open files wants it; beyond that the one that has owed a request the longest makes way.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "release/fault_plan.h"
+#include "release/tls_limits.h"
 
 namespace vandrel_release {
 
@@ -35,9 +36,10 @@ struct EndpointOptions {
     std::filesystem::path certificate_key;  // PEM
     std::vector<FaultRule> faults;          // answers that shall go wrong
     // Gets one line per request, as exchange.h has it, once it has been answered or broken off; one, "TIME CLIENT 0 0
-    // handshake - REASON", for each client that can't agree on TLS; and "error: ..." where the tree is damaged. Without
-    // a line end, from any thread.
+    // handshake - REASON", for each client that can't agree on TLS and doesn't just leave; and "error: ..." where the
+    // tree is damaged. Without a line end, from any thread.
     std::function<void(const std::string&)> log;
+    TlsLimits limits = {};
 };
 
 // Serves from its construction to its destruction.

@@ -109,15 +109,16 @@ class TlsServer::Membership {
     Connection& connection_;
 };
 
-TlsServer::TlsServer(const std::filesystem::path& certificate, const std::filesystem::path& certificate_key)
-    : context_(SSL_CTX_new(TLS_server_method()), SSL_CTX_free) {
+TlsServer::TlsServer(const std::filesystem::path& certificate, const std::filesystem::path& certificate_key,
+                     const TlsLimits& limits)
+    : limits_(limits), context_(SSL_CTX_new(TLS_server_method()), SSL_CTX_free) {
     if (!context_ || !set_up(context_.get(), certificate.c_str(), certificate_key.c_str())) {
         refuse_crypto("cannot use the certificate " + printable(certificate.string()) + " with the key " +
                       printable(certificate_key.string()));
     }
     const std::size_t limit = raise_connection_limit();
     new_task_queue = [this, limit] { return new Threads(limit, [this] { close_most_idle(); }); };
-    set_keep_alive_timeout(kIdleTime.count());  // what answers tell the client
+    set_keep_alive_timeout(limits_.idle.count());  // what answers tell the client
 }
 
 TlsServer::~TlsServer() = default;
@@ -170,18 +171,18 @@ bool TlsServer::process_and_close_socket(socket_t socket) {
 }
 
 void TlsServer::serve(Connection& connection) {
-    if (!connection.shake_hands(kStepTime)) {
-        const std::string reason = connection.failure();
+    if (!connection.shake_hands(limits_.step)) {
+        const std::string& reason = connection.failure();
         if (!reason.empty() && on_failed_handshake) on_failed_handshake(reason);
         return;
     }
-    while (connection.wait_for_request(kIdleTime)) {
-        connection.begin_request(kStepTime);
+    while (connection.wait_for_request(limits_.idle)) {
+        connection.begin_request(limits_.step);
         bool closed = false;
         bool is_kept = false;  // where a request that is malformed ends, nobody knows
         const bool goes_on = process_request(connection, false, closed, [&](httplib::Request& request) {
             is_kept = connection.has_plain_head();
-            if (is_kept) return;
+            if (is_kept) return connection.begin_answer();
             request.headers.erase("Connection");
             request.set_header("Connection", "close");  // so the answer says it, too
         });

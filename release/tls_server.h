@@ -13,13 +13,10 @@
 #include <set>
 #include <string>
 
+#include "release/tls_limits.h"
+
 namespace vandrel_release {
 
-// A connection that is kept between two requests is closed after this time without a byte from its client.
-inline constexpr std::chrono::seconds kIdleTime{120};
-// What a client has from its connection to the end of the handshake, for each request from its first byte to the end of
-// its head, and for taking each piece of an answer.
-inline constexpr std::chrono::seconds kStepTime{30};
 inline constexpr std::size_t kMaxConnections = 2000;
 
 class Connection;
@@ -28,7 +25,8 @@ class TlsServer : public httplib::Server {
  public:
     // PEM files: the chain, and its key. Throws Refusal if they can't be used. Raises the process's limit of open files
     // as far as kMaxConnections need and the system lets it; what it gets bounds the number of connections.
-    TlsServer(const std::filesystem::path& certificate, const std::filesystem::path& certificate_key);
+    TlsServer(const std::filesystem::path& certificate, const std::filesystem::path& certificate_key,
+              const TlsLimits& limits);
     ~TlsServer() override;
 
     // As Server::bind_to_port and bind_to_any_port, with room for many clients who connect at once. Port 0: any that is
@@ -54,6 +52,7 @@ class TlsServer : public httplib::Server {
     void serve(Connection& connection);
     void close_most_idle();
 
+    TlsLimits limits_;
     std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
     std::atomic<bool> stopping_ = false;
     std::mutex mutex_;

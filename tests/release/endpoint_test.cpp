@@ -10,7 +10,9 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <functional>
 #include <iostream>
+#include <list>
 #include <memory>
 #include <mutex>
 
@@ -39,14 +41,15 @@ class EndpointTest : public ReleaseTest {
         EXPECT_EQ(publish("2").exit_code, 0);
     }
 
-    void start(const std::vector<vandrel_release::FaultRule>& faults = {}) {
+    void start(const std::vector<vandrel_release::FaultRule>& faults = {},
+               const vandrel_release::TlsLimits& limits = {}) {
         const auto certificate = vandrel_release::make_test_certificate(top_ / "tls", {"updates.example"});
         const auto log = [this](const std::string& line) {
             const std::scoped_lock lock(mutex_);
             log_.push_back(line);
         };
         endpoint_ = std::make_unique<vandrel_release::Endpoint>(vandrel_release::EndpointOptions{
-            tree_, "127.0.0.1", 0, certificate.certificate, certificate.key, faults, log});
+            tree_, "127.0.0.1", 0, certificate.certificate, certificate.key, faults, log, limits});
     }
 
     void trust(httplib::SSLClient& client) const {
@@ -77,6 +80,7 @@ class EndpointTest : public ReleaseTest {
         return log_;
     }
 
+    const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_{SSL_CTX_new(TLS_client_method()), SSL_CTX_free};
     Files client_;
     std::mutex mutex_;
     std::vector<std::string> log_;
@@ -186,10 +190,11 @@ class SilentClient {
     ~SilentClient() { ::close(socket_); }
     SilentClient(const SilentClient&) = delete;
     SilentClient& operator=(const SilentClient&) = delete;
-    void agree_on_tls(SSL_CTX* context) {
+    SSL* agree_on_tls(SSL_CTX* context) {
         tls_.reset(SSL_new(context));
         SSL_set_fd(tls_.get(), socket_);
         EXPECT_EQ(SSL_connect(tls_.get()), 1);
+        return tls_.get();
     }
     // Sends this and gives what comes back until the server closes the connection.
     std::string answers_to(const std::string& text) {
@@ -207,14 +212,12 @@ class SilentClient {
 
 TEST_F(EndpointTest, a_thousand_silent_connections_hold_nobody_up_nor_the_end) {
     start();
-    const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
-    std::vector<std::unique_ptr<SilentClient>> silent;
+    std::list<SilentClient> silent;
     std::vector<std::unique_ptr<httplib::SSLClient>> idle;
     for (int i = 0; i < 250; ++i) {
-        silent.push_back(std::make_unique<SilentClient>(endpoint_->port(), ""));
-        silent.push_back(std::make_unique<SilentClient>(endpoint_->port(), std::string("\x16\x03\x01\x02\0\x01", 6)));
-        silent.push_back(std::make_unique<SilentClient>(endpoint_->port(), ""));
-        silent.back()->agree_on_tls(context.get());
+        silent.emplace_back(endpoint_->port(), "");
+        silent.emplace_back(endpoint_->port(), std::string("\x16\x03\x01\x02\0\x01", 6));
+        silent.emplace_back(endpoint_->port(), "").agree_on_tls(context_.get());
         idle.push_back(new_client());
         EXPECT_TRUE(idle.back()->Get(kDownload + "init.lua"));
     }
@@ -225,9 +228,41 @@ TEST_F(EndpointTest, a_thousand_silent_connections_hold_nobody_up_nor_the_end) {
     EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(20));  // a step may take 30
 }
 
+// The open files and the threads of this process.
+std::pair<std::ptrdiff_t, std::ptrdiff_t> held() {
+    const auto count = [](const char* folder) { return std::distance(fs::directory_iterator(folder), {}); };
+    return {count("/proc/self/fd"), count("/proc/self/task")};
+}
+
+TEST_F(EndpointTest, clients_that_speak_no_tls_or_stop_in_it_hold_nothing_longer_than_they_may) {
+    start({}, {std::chrono::seconds(3), std::chrono::seconds(3)});
+    auto expected = held();
+    const std::string ask = "GET " + kDownload + "data%2Flarge HTTP/1.1\r\n\r\n";
+    const auto send = [&](SSL* tls) { ::send(SSL_get_fd(tls), ask.data(), ask.size(), 0); };
+    const std::string openings[] = {"",  {"\x16\x03\x01\x02\0\x01", 6}, "\x1B[2J" + ask,
+                                    ask, "\x16\x03\x01\xFF\xFF",        {"\x15\x03\x03\0\2\2\x28", 7}};
+    const std::function<void(SSL*)> stops[] = {
+        [](SSL*) {},
+        [](SSL* tls) { SSL_renegotiate(tls), SSL_do_handshake(tls); },
+        [&](SSL* tls) { SSL_shutdown(tls), send(tls); },
+        send,
+        [](SSL* tls) { SSL_write(tls, "G", 1); },
+        [&](SSL* tls) { SSL_write(tls, ask.data(), static_cast<int>(ask.size())); }};
+    std::list<SilentClient> clients;
+    clients.emplace_back(endpoint_->port(), "\x16\x03"), clients.clear();  // leaves
+    for (const std::string& bytes : openings) clients.emplace_back(endpoint_->port(), bytes);
+    for (const auto& stop : stops) stop(clients.emplace_back(endpoint_->port(), "").agree_on_tls(context_.get()));
+    EXPECT_EQ(status_of(kDownload + "init.lua"), 200);
+    expected.first += static_cast<std::ptrdiff_t>(clients.size());
+    for (int i = 0; i < 200 && held() != expected; ++i) ::usleep(100000);
+    EXPECT_EQ(held(), expected);
+    std::string reasons;
+    for (const std::string& line : sorted_log()) reasons += line.starts_with("0 0 h") ? line.substr(14) + ";" : "";
+    EXPECT_EQ(reasons, "- http request;- packet length too long;- unexpected message;- wrong version number;");
+}
+
 TEST_F(EndpointTest, no_request_hides_in_another_that_a_server_in_front_could_read_in_another_way) {
     start();
-    const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
     const std::string line = "GET " + kDownload + "init.lua HTTP/1.1\r\n";
     const std::string next = line + "Connection: close\r\n\r\n";
     const std::pair<int, std::string> table[] = {
@@ -245,7 +280,7 @@ TEST_F(EndpointTest, no_request_hides_in_another_that_a_server_in_front_could_re
         {1, "nonsense\r\n\r\n"}};
     for (const auto& [count, head] : table) {
         SilentClient client(endpoint_->port(), "");
-        client.agree_on_tls(context.get());
+        client.agree_on_tls(context_.get());
         const std::string answers = client.answers_to(head + next);
         int found = 0;
         for (std::size_t at = 0; (at = answers.find("HTTP/1.1 ", at)) != std::string::npos; ++at) ++found;
@@ -339,15 +374,21 @@ int port_of(FILE* output) {
     return port;
 }
 
-TEST_F(EndpointTest, when_no_more_connections_can_be_held_those_that_were_silent_the_longest_make_way) {
+TEST_F(EndpointTest, when_no_more_connections_can_be_held_those_that_have_owed_a_request_the_longest_make_way) {
     FILE* output = nullptr;
     const pid_t child = start_command(tree_, (top_ / "tls").string(), output, 140);  // twenty connections
     const int port = port_of(output);
-    std::vector<std::unique_ptr<SilentClient>> silent;
-    for (int i = 0; i < 60; ++i) silent.push_back(std::make_unique<SilentClient>(port, ""));
+    std::list<SilentClient> silent;
+    const auto began = std::chrono::steady_clock::now();
+    for (int i = 0; i < 30; ++i) {
+        silent.emplace_back(port, "");
+        SSL* tls = silent.emplace_back(port, "").agree_on_tls(context_.get());
+        EXPECT_EQ(SSL_write(tls, "POST / HTTP/1.1\r\nContent-Length: 1\r\n\r\n", 38), 38);
+    }
     httplib::SSLClient client("127.0.0.1", port);
     trust(client);
     EXPECT_TRUE(client.Get(kDownload + "init.lua"));
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(20));  // a step may take 30
     ::kill(child, SIGTERM);
     int status = -1;
     EXPECT_EQ(::waitpid(child, &status, 0), child);

@@ -217,7 +217,6 @@ std::wstring lexically_relative(std::wstring_view target, std::wstring_view base
     const auto from = path_elements(base);
     const auto to = path_elements(target);
     const auto [base_rest, target_rest] = std::ranges::mismatch(from, to);
-    if (base_rest == from.end() && target_rest == to.end()) return L".";
     std::ptrdiff_t up = 0;
     for (auto element = base_rest; element != from.end(); ++element) {
         if (*element == L"..") {

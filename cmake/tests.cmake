@@ -40,7 +40,7 @@ if(VANDREL_OPTIMISED_BUILD_DIR)
     # Half the time: where a block was made is told when a case is replayed without these, and the tests on one machine
     # look for the uses of a returned function's frame.
     set_tests_properties(interruption_sanitized PROPERTIES LABELS interruption TIMEOUT 900 COST 50 ENVIRONMENT
-        "ASAN_OPTIONS=malloc_context_size=0:quarantine_size_mb=1:thread_local_quarantine_size_kb=128")
+        "ASAN_OPTIONS=strict_string_checks=1:malloc_context_size=0:quarantine_size_mb=1:thread_local_quarantine_size_kb=128")
 endif()
 add_test(NAME interruption COMMAND "${interruption_program}")
 set_tests_properties(interruption PROPERTIES LABELS interruption TIMEOUT 900 COST 50)

@@ -50,10 +50,7 @@ void check_places(const PublishOptions& options) {
 void check_content(const PublishOptions& options, const Key& key, const FolderContent& content) {
     std::vector<std::string> all = content.refusals;
     const auto add = [&all](std::vector<std::string> texts) { std::ranges::move(texts, std::back_inserter(all)); };
-    for (const PolicyRefusal& refusal :
-         policy_refusals(content.files, options.release, options.arch, options.clients)) {
-        all.push_back(refusal.text(content.files));
-    }
+    add(texts_of(policy_refusals(content.files, options.release, options.arch, options.clients), content.files));
     add(spelling_refusals(content.files));
     add(key_refusals(options.tree, key, options.allowed));
     add(helper_refusals(options.folder, content.files, key, options.allowed));

@@ -134,6 +134,13 @@ std::string PolicyRefusal::text(const std::vector<ReleaseFile>& files) const {
     return file ? printable(files[*file].path) + ": " + words : words;
 }
 
+std::vector<std::string> texts_of(const std::vector<PolicyRefusal>& refusals, const std::vector<ReleaseFile>& files) {
+    std::vector<std::string> texts;
+    texts.reserve(refusals.size());
+    for (const PolicyRefusal& refusal : refusals) texts.push_back(refusal.text(files));
+    return texts;
+}
+
 std::vector<std::string> client_executables(const std::string& arch) {
     std::vector<std::string> names;
     for (const std::wstring_view name : vandrel::kClientExecutables) {

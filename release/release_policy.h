@@ -28,6 +28,8 @@ struct PolicyRefusal {
     std::string text(const std::vector<ReleaseFile>& files) const;
 };
 
+std::vector<std::string> texts_of(const std::vector<PolicyRefusal>& refusals, const std::vector<ReleaseFile>& files);
+
 // Everything for which the helper would not install the release, in its own words, asked once for each client
 // executable; no `clients` means each one that the release holds. Digests aren't looked at. The texts:
 //   "PATH: WORDS"    for each file that can't be part of this release; of two that exclude each other, for the later;

@@ -45,9 +45,7 @@ struct Outlook {
 Outlook foresee(const VerifyOptions& options, const ManifestFile& manifest) {
     const std::vector<ReleaseFile>& files = manifest.listing.files;
     Outlook outlook{manifest.listing.release, files.size(), {}, {}, 0};
-    for (const PolicyRefusal& refusal : policy_refusals(files, outlook.release, std::string(kArch), options.clients)) {
-        outlook.conflicts.push_back(refusal.text(files));
-    }
+    outlook.conflicts = texts_of(policy_refusals(files, outlook.release, std::string(kArch), options.clients), files);
     if (!outlook.conflicts.empty()) return outlook;  // it would not look at the folder
     const std::vector<FileVerdict> verdicts = judge_folder(options.folder, files);
     for (std::size_t i = 0; i < files.size(); ++i) {

@@ -1,6 +1,7 @@
 #include "release/publish.h"
 
 #include <algorithm>
+#include <atomic>
 #include <iterator>
 
 #include "manifest/digests.h"
@@ -88,24 +89,45 @@ void make_folders(const fs::path& to, const std::vector<ReleaseFile>& files) {
     }
 }
 
-// Copies the files into the staging folder and takes size and digest from the bytes that were copied.
-void copy_files(const PublishOptions& options, const fs::path& to, std::vector<ReleaseFile>& files) {
+// A copy under way ends with this once the content has been refused, whose own words are told then.
+void refuse_copy_if(const std::atomic<bool>& content_is_refused) {
+    if (content_is_refused) throw Refusal("the content of the release is refused");
+}
+
+// Copies the files into the staging folder and takes size and digest from the bytes that were copied. Meanwhile one
+// thread judges the content, before it copies with the others: what it refuses comes before any failure of a copy.
+void judge_and_copy(const PublishOptions& options, const Key& key, const fs::path& to, FolderContent& content) {
+    std::vector<ReleaseFile>& files = content.files;
     make_folders(to, files);
     const std::string twins = twins_of(options.tree).string();
     const std::string from = options.folder.string() + "/";
     const std::string folder = to.string() + "/";
+    std::vector<Digest> digests(files.size());
+    std::atomic<bool> is_refused = false;
     Progress progress(options.progress, "publishing", files.size(), total_size(files));
-    for_each_index(files.size(), [&](std::size_t index) {
-        ReleaseFile& file = files[index];
+    const auto judge = [&] {
+        try {
+            check_content(options, key, content);
+        } catch (...) {
+            is_refused = true;
+            throw;
+        }
+    };
+    const auto copy = [&](std::size_t index) {
+        const ReleaseFile& file = files[index];
         const std::string twin = twins.empty() ? std::string() : twins + "/" + file.path;
-        const Copied copied = copy_and_hash(from + file.path, folder + file.path, twin,
-                                            [&](std::uint64_t bytes) { progress.add_bytes(bytes); });
+        const Copied copied = copy_and_hash(from + file.path, folder + file.path, twin, [&](std::uint64_t bytes) {
+            refuse_copy_if(is_refused);
+            progress.add_bytes(bytes);
+        });
         if (copied.size != file.size) {  // the policy was asked about the other size
             throw Refusal(printable(file.path) + ": changed while it was being published");
         }
-        file.sha256 = copied.sha256;
+        digests[index] = copied.sha256;
         progress.add_file();
-    });
+    };
+    for_each_index(1 + files.size(), [&](std::size_t index) { index == 0 ? judge() : copy(index - 1); });
+    for (std::size_t i = 0; i < files.size(); ++i) files[i].sha256 = digests[i];
 }
 
 std::string make_manifest(const Key& key, std::uint32_t release, const std::vector<ReleaseFile>& files) {
@@ -156,14 +178,14 @@ PublishReport publish(const PublishOptions& options) {
         is_unsigned ? load_public_key(options.public_key) : load_signing_key(options.key, options.passphrase);
     check_number(options);
     FolderContent content = list_release_folder(options.folder, options.skip_patterns);
-    signed_range(options.release, content.files);  // throws if the manifest would be too large
-    check_content(options, key, content);
+    signed_range(options.release, content.files);                         // throws if the manifest would be too large
+    if (!content.refusals.empty()) check_content(options, key, content);  // throws: nothing needs to be copied first
 
     Publication publication(options.tree);
     check_number(options);  // again: only now nobody else can publish
     check_space(options.tree, content.files);
     PublishReport report;
-    copy_files(options, files_folder(publication.staging()), content.files);
+    judge_and_copy(options, key, files_folder(publication.staging()), content);
     if (is_unsigned) {
         report.digest_to_sign = keep_unsigned(publication, options, signed_range(options.release, content.files));
     } else {

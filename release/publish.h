@@ -41,8 +41,8 @@ struct PublishReport {
 };
 
 // Throws Refusal, or std::filesystem::filesystem_error if a folder can't be read or written. The served releases are
-// then what they were. Success: the release is durable, and it is the one that clients get if so asked; without a key,
-// it waits for its signature (see attach_signature).
+// then what they were; a tree that wasn't there may stand without one. Success: the release is durable, and it is the
+// one that clients get if so asked; without a key, it waits for its signature (see attach_signature).
 PublishReport publish(const PublishOptions& options);
 
 }  // namespace vandrel_release

@@ -1,6 +1,7 @@
 #include "manifest/manifest_policy.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <string_view>
 
@@ -13,20 +14,21 @@ namespace vandrel {
 
 namespace {
 
-unsigned char fold_byte(char byte) {
+// Where a byte of a path stands in the order of paths: "/" before all others, and letters without regard to case.
+int rank_of(char byte) {
+    if (byte == '/') return -1;
     return static_cast<unsigned char>(byte >= 'A' && byte <= 'Z' ? byte - 'A' + 'a' : byte);
 }
 
-// Orders UTF-8 paths by their case-folded bytes, without making folded copies: a release may list 100000 paths. Paths
-// are equal in this order if, and only if, their folded UTF-16 forms are, and those that begin with one text stand
-// together.
+// Orders UTF-8 paths without making folded copies: a release may list 100000 paths. Paths are equal in this order if,
+// and only if, their folded UTF-16 forms are; and what lies beneath a path comes directly behind it.
 struct FoldedOrder {
     bool operator()(std::string_view a, std::string_view b) const {
         const std::size_t common = std::min(a.size(), b.size());
         for (std::size_t i = 0; i < common; ++i) {
             if (a[i] == b[i]) continue;
-            const unsigned char left = fold_byte(a[i]);
-            const unsigned char right = fold_byte(b[i]);
+            const int left = rank_of(a[i]);
+            const int right = rank_of(b[i]);
             if (left != right) return left < right;
         }
         return a.size() < b.size();
@@ -45,49 +47,61 @@ std::wstring refused_target(const ManifestEntry& entry, const LaunchOptions& opt
     return error;
 }
 
-// Whether a file is listed whose path is a folder of `path`.
-bool has_file_above(std::string_view path, const PathSet& seen) {
-    for (std::size_t slash = path.rfind('/'); slash != std::string_view::npos; slash = path.rfind('/')) {
-        path = path.substr(0, slash);
-        if (seen.contains(path)) return true;
+// What has been read of the release so far.
+struct Seen {
+    PathSet paths;
+    PathSet::const_iterator next = paths.end();  // behind the last path: where the next one belongs if they are sorted
+    std::uint64_t total = 0;
+    std::string_view folder;  // of the last path; none of the paths is this folder or one above it
+};
+
+std::string_view folder_of(std::string_view path) {
+    const std::size_t slash = path.rfind('/');
+    return path.substr(0, slash == std::string_view::npos ? 0 : slash);
+}
+
+// Whether a file is listed whose path is a folder of `path`. Most files lie in the folder of the one before them.
+bool has_file_above(std::string_view path, Seen& seen) {
+    if (folder_of(path) == seen.folder) return false;
+    seen.folder = folder_of(path);
+    for (std::string_view folder = seen.folder; !folder.empty(); folder = folder_of(folder)) {
+        if (seen.paths.contains(folder)) return true;
     }
     return false;
 }
 
-bool begins_with_folded(std::string_view path, std::string_view prefix) {
-    return std::ranges::equal(path.substr(0, prefix.size()), prefix, {}, fold_byte, fold_byte);
-}
-
-// What is wrong with one entry beside all those before it, `total` bytes; empty if nothing is. Adds it to both.
-std::wstring judge_entry(const ManifestEntry& entry, const LaunchOptions& options, PathSet& seen,
-                         std::uint64_t& total) {
+// What is wrong with one entry beside all those before it; empty if nothing is, and it is one of them then.
+std::wstring judge_entry(const ManifestEntry& entry, const LaunchOptions& options, Seen& seen) {
     if (!is_managed_path(entry, options)) return L"Caminho nao gerenciado no manifesto.";
-    if (!seen.insert(entry.path).second) return L"Caminho repetido no manifesto.";
-    if (entry.size > kLargestFile || total > kLargestReleaseTotal - entry.size) {
+    const std::size_t before = seen.paths.size();
+    seen.next = std::next(seen.paths.insert(seen.next, entry.path));
+    if (seen.paths.size() == before) return L"Caminho repetido no manifesto.";
+    if (entry.size > kLargestFile || seen.total > kLargestReleaseTotal - entry.size) {
         return L"Release excede limite de tamanho.";
     }
-    total += entry.size;
+    seen.total += entry.size;
     std::wstring refusal = refused_target(entry, options);
     if (!refusal.empty()) return refusal;
     return has_file_above(entry.path, seen) ? kConflict : L"";
 }
 
-// The paths of `seen` are those of the entries themselves, so they are told by where they lie.
+// The paths that were seen are those of the entries themselves, so they are told by where they lie.
 std::size_t index_of(std::string_view path, const std::vector<ManifestEntry>& entries) {
     const auto found = std::ranges::find(entries, path.data(), [](const ManifestEntry& e) { return e.path.data(); });
     return static_cast<std::size_t>(found - entries.begin());
 }
 
+bool is_beneath(std::string_view path, std::string_view folder) {
+    return path.size() > folder.size() && path[folder.size()] == '/' &&
+           std::ranges::equal(path.substr(0, folder.size()), folder, {}, rank_of, rank_of);
+}
+
 // A file listed after something beneath it.
-std::optional<PolicyBreach> find_file_beneath(const PathSet& seen, const std::vector<ManifestEntry>& entries) {
-    for (const std::string_view path : seen) {
-        const std::string folder = std::string(path) + "/";
-        const auto next = seen.lower_bound(folder);
-        if (next != seen.end() && begins_with_folded(*next, folder)) {
-            return PolicyBreach{std::max(index_of(path, entries), index_of(*next, entries)), kConflict};
-        }
-    }
-    return std::nullopt;
+std::optional<PolicyBreach> find_file_beneath(const PathSet& paths, const std::vector<ManifestEntry>& entries) {
+    const auto found = std::ranges::adjacent_find(
+        paths, [](std::string_view path, std::string_view next) { return is_beneath(next, path); });
+    if (found == paths.end()) return std::nullopt;
+    return PolicyBreach{std::max(index_of(*found, entries), index_of(*std::next(found), entries)), kConflict};
 }
 
 }  // namespace
@@ -95,14 +109,13 @@ std::optional<PolicyBreach> find_file_beneath(const PathSet& seen, const std::ve
 std::optional<PolicyBreach> find_policy_breach(const std::vector<ManifestEntry>& entries, std::uint32_t release,
                                                const LaunchOptions& options) {
     if (release == 0 || entries.empty()) return PolicyBreach{std::nullopt, L"Release vazia ou invalida."};
-    PathSet seen;
-    std::uint64_t total = 0;
+    Seen seen;
     for (std::size_t index = 0; index < entries.size(); ++index) {
-        std::wstring text = judge_entry(entries[index], options, seen, total);
+        std::wstring text = judge_entry(entries[index], options, seen);
         if (!text.empty()) return PolicyBreach{index, std::move(text)};
     }
-    if (auto conflict = find_file_beneath(seen, entries)) return conflict;
-    if (!seen.contains("init.lua") || !seen.contains(wide_to_utf8(options.client_executable))) {
+    if (auto conflict = find_file_beneath(seen.paths, entries)) return conflict;
+    if (!seen.paths.contains("init.lua") || !seen.paths.contains(wide_to_utf8(options.client_executable))) {
         return PolicyBreach{std::nullopt, L"Manifesto sem init.lua ou backend selecionado."};
     }
     return std::nullopt;

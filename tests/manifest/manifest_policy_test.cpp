@@ -114,6 +114,7 @@ TEST_F(ManifestPolicy, blames_the_first_entry_that_breaks_a_rule_in_the_order_of
         {"data/a data/a/b/c/d bad", L"1 ", kConflict},
         {"data/x data/a/b data/y data/a", L"3 ", kConflict},
         {"data/a/b data/a bad", L"2 ", kUnmanaged},
+        {"data/a/b data/a data/a/c bad", L"2 ", kConflict},
         {"Data/a data/A/b", L"1 ", kConflict},
         {"data/A/b Data/a", L"1 ", kConflict},
         {"data/a/b data/a-x data/a", L"2 ", kConflict},

@@ -1,10 +1,12 @@
-// growth STEP N: one step of an update for a release of N files on the simulated Windows, once, under callgrind: only
-// what the step itself does is collected. scripts/growth runs it.
+// growth STEP N [M]: one step of an update for a release of N files, M of them (1,000 unless told) in a folder, on the
+// simulated Windows, once, under callgrind: only what the step itself does is collected. scripts/growth runs it.
 //
 //   parse     the signed manifest, its signature included
 //   policy    the rules on the release's paths and sizes
 //   check     a first instance's whole run over a folder that is current
 //   plan      the same over a folder in which every file is another
+//   download  every file downloaded and staged, from the player's consent to the handoff
+//   install   from the handoff to the end: every file replaced, and the client started again
 //   record    the recovery record made, and written
 //   recovery  the record read back, its manifest and policy included
 //   sweep     a store with an old transaction of N files, swept
@@ -48,21 +50,22 @@ void require(bool held, const std::string& what) {
     if (!held) throw std::runtime_error(what);
 }
 
-std::string path_of(std::size_t number) {
-    const std::string name = std::to_string(1000000 + number);
-    return "data/" + name.substr(1, 3) + "/" + name + ".dat";  // at most 1000 in a folder
+std::string path_of(std::size_t number, std::size_t per_folder) {
+    const auto digits = [](std::size_t value) { return std::to_string(1000000 + value); };  // as many of each
+    return "data/" + digits(number / per_folder) + "/" + digits(number) + ".dat";
 }
 
 // A machine with the client's folder, and a release of `count` files.
 class Scene {
  public:
-    explicit Scene(std::size_t count) {
+    Scene(std::size_t count, std::size_t per_folder) {
         for (const wchar_t* path : {L"\\data", L"\\modules"}) world.disk.make_folder(kRoot + path);
         vandrel::Digest digest{};
         const winsim::World::Guard guard(world);
         vandrel::sha256_of_bytes(reinterpret_cast<const std::uint8_t*>(kContent.data()), kContent.size(), digest);
         for (const char* name : {"brindler_dx_x64.exe", "init.lua"}) files.push_back({name, kContent.size(), digest});
-        for (std::size_t i = files.size(); i < count; ++i) files.push_back({path_of(i), kContent.size(), digest});
+        for (std::size_t i = files.size(); i < count; ++i)
+            files.push_back({path_of(i, per_folder), kContent.size(), digest});
         const std::string range = vandrel_release::signed_range(kRelease, files);
         const vandrel_release::Key key = vandrel_release::load_signing_key(VANDREL_DEVELOPMENT_KEY, {});
         document = vandrel_release::finished_manifest(range, vandrel_release::sign(key, range));
@@ -73,6 +76,18 @@ class Scene {
     }
     void fill(const std::wstring& folder, const std::string& content) {
         for (const ReleaseFile& file : files) world.disk.put(folder + L"\\" + player::wide(file.path), content);
+    }
+    // The endpoint, a client's folder whose files hold `content`, and a client in it that gives `answer`.
+    void set(const std::string& content, const std::string& answer) {
+        fill(kRoot, content);
+        world.network.serve([this](const winsim::Request& request) {
+            winsim::Response response;
+            response.body = request.object.find(L"action=download") == std::wstring::npos ? document : kContent;
+            return response;
+        });
+        world.disk.put(player::kHelper, "helper");
+        machine.start_client();
+        machine.client_answers(answer);
     }
     // The plan of an update that replaces every file.
     vandrel::TransactionPlan plan() const {
@@ -124,17 +139,20 @@ void measure_policy(Scene& scene) {
 
 // The first instance's run. A folder that differs is offered, and the player declines.
 void measure_run(Scene& scene, const std::string& content, const std::string& state) {
-    scene.fill(kRoot, content);
-    scene.world.network.serve([&](const winsim::Request&) {
-        winsim::Response response;
-        response.body = scene.document;
-        return response;
-    });
-    scene.world.disk.put(player::kHelper, "helper");
-    scene.machine.start_client();
-    scene.machine.client_answers("cancel");
+    scene.set(content, "cancel");
     collect([&] { scene.machine.run_first(); });
     require(scene.machine.status().state == state, scene.machine.status_text());
+}
+
+// A whole update, of which one half is collected: up to the handoff, or from there on.
+void measure_update(Scene& scene, bool download) {
+    scene.set("another", "apply");
+    if (download) scene.machine.on_state("downloading", [] { CALLGRIND_TOGGLE_COLLECT; });
+    scene.machine.on_state("handoff", [] { CALLGRIND_TOGGLE_COLLECT; });
+    CALLGRIND_START_INSTRUMENTATION;
+    const int exit_code = scene.machine.update();
+    if (!download) CALLGRIND_TOGGLE_COLLECT;
+    require(exit_code == 0 && scene.world.disk.read(kRoot + L"\\init.lua") == kContent, scene.machine.status_text());
 }
 
 void measure_record(Scene& scene) {
@@ -190,13 +208,15 @@ void measure_store(Scene& scene) {
     sweep(scene, 2 * count);
 }
 
-void measure(const std::string& step, std::size_t count) {
-    Scene scene(count);
+void measure(const std::string& step, std::size_t count, std::size_t per_folder) {
+    Scene scene(count, per_folder);
     const std::map<std::string, std::function<void()>> steps{
         {"parse", [&] { measure_parse(scene); }},
         {"policy", [&] { measure_policy(scene); }},
         {"check", [&] { measure_run(scene, kContent, "current"); }},
         {"plan", [&] { measure_run(scene, "another", "cancelled"); }},
+        {"download", [&] { measure_update(scene, true); }},
+        {"install", [&] { measure_update(scene, false); }},
         {"record", [&] { measure_record(scene); }},
         {"recovery", [&] { measure_recovery(scene); }},
         {"sweep", [&] { measure_sweep(scene); }},
@@ -208,8 +228,8 @@ void measure(const std::string& step, std::size_t count) {
 
 int main(int argc, char** argv) {
     try {
-        require(argc == 3, "usage: growth STEP N");
-        measure(argv[1], std::strtoul(argv[2], nullptr, 10));
+        require(argc == 3 || argc == 4, "usage: growth STEP N [M]");
+        measure(argv[1], std::strtoul(argv[2], nullptr, 10), argc == 4 ? std::strtoul(argv[3], nullptr, 10) : 1000);
         return 0;
     } catch (const std::exception& error) {
         std::cerr << "growth: " << error.what() << '\n';

@@ -53,7 +53,7 @@ if(valgrind_headers)
     target_compile_definitions(growth PRIVATE
         VANDREL_DEVELOPMENT_KEY="${CMAKE_SOURCE_DIR}/keys/development_private.pem")
     vandrel_warn(growth)
-    foreach(step parse policy check plan record recovery sweep store)
+    foreach(step parse policy check plan download install record recovery sweep store)
         add_test(NAME growth.${step} COMMAND growth ${step} 100)
         set_tests_properties(growth.${step} PROPERTIES LABELS bench TIMEOUT 60)
     endforeach()

@@ -64,8 +64,9 @@ class Scene {
         const winsim::World::Guard guard(world);
         vandrel::sha256_of_bytes(reinterpret_cast<const std::uint8_t*>(kContent.data()), kContent.size(), digest);
         for (const char* name : {"brindler_dx_x64.exe", "init.lua"}) files.push_back({name, kContent.size(), digest});
-        for (std::size_t i = files.size(); i < count; ++i)
+        for (std::size_t i = files.size(); i < count; ++i) {
             files.push_back({path_of(i, per_folder), kContent.size(), digest});
+        }
         const std::string range = vandrel_release::signed_range(kRelease, files);
         const vandrel_release::Key key = vandrel_release::load_signing_key(VANDREL_DEVELOPMENT_KEY, {});
         document = vandrel_release::finished_manifest(range, vandrel_release::sign(key, range));

@@ -69,7 +69,8 @@ class ReleaseFolder:
 
 
 def measure_publishing(release, tool, key, goal):
-    cpu, threads = release.publish(tool, key)
+    """The median of three: in the first, the machine still has to find the room for the files."""
+    cpu, threads = sorted(release.publish(tool, key) for _ in range(3))[1]
     summed = release.sha256sum()
     each = cpu / release.count
     return [

@@ -192,8 +192,9 @@ def main():
     lab = open_laboratory()
     work = lab.prefix.folder / "bench-data"
     shutil.rmtree(work, ignore_errors=True)
+    work.mkdir()
     try:
-        # First: for minutes after many files were removed ext4 is slow to make new ones.
+        # First, in case it is on a disk: see place_to_publish.
         figures = measure_release_tool(work, mode, selected)
         results = measure_helper(lab, work, mode, selected, output)
     finally:

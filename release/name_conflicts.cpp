@@ -7,15 +7,13 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "manifest/manifest.h"
 #include "winsim/disk_names.h"
 
 namespace vandrel_release {
 namespace {
 
-std::string_view parent_of(std::string_view name) {
-    const std::size_t slash = name.rfind('/');
-    return slash == std::string_view::npos ? std::string_view() : name.substr(0, slash);
-}
+using vandrel::folder_of;
 
 unsigned long fold_of(unsigned long unit) {
     return std::char_traits<wchar_t>::to_int_type(winsim::fold(static_cast<wchar_t>(unit)));
@@ -48,7 +46,7 @@ struct Search {
     }
 
     void find_files_above(std::size_t index) {
-        for (auto folder = parent_of(names[index]); !folder.empty(); folder = parent_of(folder)) {
+        for (auto folder = folder_of(names[index]); !folder.empty(); folder = folder_of(folder)) {
             if (const auto found = files.find(folder); found != files.end()) add(found->second, index, false);
         }
     }
@@ -81,7 +79,7 @@ std::vector<NameConflict> find_name_conflicts(const std::vector<ReleaseFile>& fi
     std::string_view
         clean;  // a folder that nothing stands in the way of; most files lie where the one before them does
     for (std::size_t index = 0; index < files.size(); ++index) {
-        const std::string_view folder = parent_of(search.names[index]);
+        const std::string_view folder = folder_of(search.names[index]);
         if (folder == clean) continue;
         const std::size_t before = search.conflicts.size();
         search.find_files_above(index);

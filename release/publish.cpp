@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "manifest/digests.h"
+#include "manifest/manifest.h"
 #include "release/copying.h"
 #include "release/detached_signature.h"
 #include "release/key_file.h"
@@ -83,15 +84,10 @@ void check_space(const fs::path& tree, const std::vector<ReleaseFile>& files) {
 void make_folders(const fs::path& to, const std::vector<ReleaseFile>& files) {
     std::string_view last;
     for (const ReleaseFile& file : files) {  // sorted, so that most lie where the one before them does
-        const std::string_view folder = std::string_view(file.path).substr(0, file.path.rfind('/') + 1);
+        const std::string_view folder = vandrel::folder_of(file.path);
         if (folder != last) fs::create_directories(to / folder);
         last = folder;
     }
-}
-
-// A copy under way ends with this once the content has been refused, whose own words are told then.
-void refuse_copy_if(const std::atomic<bool>& content_is_refused) {
-    if (content_is_refused) throw Refusal("the content of the release is refused");
 }
 
 // Copies the files into the staging folder and takes size and digest from the bytes that were copied. Meanwhile one
@@ -117,7 +113,7 @@ void judge_and_copy(const PublishOptions& options, const Key& key, const fs::pat
         const ReleaseFile& file = files[index];
         const std::string twin = twins.empty() ? std::string() : twins + "/" + file.path;
         const Copied copied = copy_and_hash(from + file.path, folder + file.path, twin, [&](std::uint64_t bytes) {
-            refuse_copy_if(is_refused);
+            if (is_refused) throw Refusal("a copy in vain");  // not told: the content's own refusals come first
             progress.add_bytes(bytes);
         });
         if (copied.size != file.size) {  // the policy was asked about the other size

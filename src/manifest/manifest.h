@@ -1,6 +1,7 @@
 // A release of the client as its signed manifest describes it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -16,6 +17,12 @@ struct ManifestEntry {
     std::uint64_t size = 0;
     Digest sha256{};
 };
+
+// What stands before the last "/" of such a path; nothing if it has none.
+inline std::string_view folder_of(std::string_view path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
+}
 
 // One verified release. The document is kept where it came in, from the server or within a recovery record, and the
 // entries' paths are views into it: a manifest may have 16 MiB and 100000 entries, and a run has no room for it twice.

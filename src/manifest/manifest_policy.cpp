@@ -55,11 +55,6 @@ struct Seen {
     std::string_view folder;  // of the last path; none of the paths is this folder or one above it
 };
 
-std::string_view folder_of(std::string_view path) {
-    const std::size_t slash = path.rfind('/');
-    return path.substr(0, slash == std::string_view::npos ? 0 : slash);
-}
-
 // Whether a file is listed whose path is a folder of `path`. Most files lie in the folder of the one before them.
 bool has_file_above(std::string_view path, Seen& seen) {
     if (folder_of(path) == seen.folder) return false;
